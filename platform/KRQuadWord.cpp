@@ -1,0 +1,8 @@
+#include "platform/KRQuadWord.h"
+
+KRQuadWord::KRQuadWord(unsigned long long value) : _value(value) {}
+
+KRQuadWord::operator unsigned long long() const
+{
+    return _value;
+}

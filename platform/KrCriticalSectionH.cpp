@@ -1,0 +1,11 @@
+#include "platform/KrCriticalSectionH.h"
+
+void KrCriticalSectionH::lock()
+{
+    _mutex.lock();
+}
+
+void KrCriticalSectionH::unlock()
+{
+    _mutex.unlock();
+}

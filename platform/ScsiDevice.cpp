@@ -1,0 +1,102 @@
+#include "platform/ScsiDevice.h"
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/SystemFiles.h"
+
+namespace scsi {
+
+namespace {
+
+std::string lastName(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+bool isAddress(const std::string& name)
+{
+    constexpr auto colons = 3;
+    const bool plain = name.find_first_not_of("0123456789:") == std::string::npos;
+    const bool fieldsFilled =
+        !name.empty() && name.front() != ':' && name.back() != ':' && name.find("::") == std::string::npos;
+    return plain && fieldsFilled && std::count(name.begin(), name.end(), ':') == colons;
+}
+
+/// The directory of the device that a node belongs to. A partition has none, its disk has: sysfs gives partitions
+/// no `device` link.
+std::string directoryOfNode(const struct stat& node)
+{
+    const char* const kind = S_ISBLK(node.st_mode) ? "block/" : "char/";
+    const std::string number = std::to_string(major(node.st_rdev)) + ":" + std::to_string(minor(node.st_rdev));
+    return resolvedPath(std::string("/sys/dev/") + kind + number + "/device");
+}
+
+/// Other devices have a `device` too (an NVMe disk its controller, a SAS host's bsg node its host).
+bool isScsiDevice(const std::string& directory)
+{
+    return isAddress(lastName(directory)) && lastName(resolvedPath(directory + "/subsystem")) == "scsi";
+}
+
+} // namespace
+
+ScsiDevice::ScsiDevice(std::string directory) : _directory(std::move(directory)) {}
+
+std::optional<ScsiDevice> ScsiDevice::find(const std::string& name)
+{
+    std::string directory;
+    struct stat node = {};
+    if (isAddress(name))
+        directory = resolvedPath("/sys/bus/scsi/devices/" + name);
+    else if (stat(name.c_str(), &node) == -1)
+        return std::nullopt;
+    else if (S_ISCHR(node.st_mode) || S_ISBLK(node.st_mode))
+        directory = directoryOfNode(node);
+    if (isScsiDevice(directory))
+        return ScsiDevice(directory);
+    errno = ENODEV;
+    return std::nullopt;
+}
+
+std::string ScsiDevice::address() const
+{
+    return lastName(_directory);
+}
+
+int ScsiDevice::logicalUnit() const
+{
+    const std::string unit = _directory.substr(_directory.rfind(':') + 1);
+    return static_cast<int>(std::strtoull(unit.c_str(), nullptr, 10));
+}
+
+std::optional<DeviceNode> ScsiDevice::nodeOf(const char* deviceClass, mode_t kind) const
+{
+    const std::string directory = _directory + "/" + deviceClass;
+    for (const std::string& name : namesIn(directory)) {
+        if (std::optional<DeviceNode> node = findNode(directory + "/" + name, kind))
+            return node;
+    }
+    return std::nullopt;
+}
+
+std::optional<DeviceNode> ScsiDevice::blockNode() const
+{
+    return nodeOf("block", S_IFBLK);
+}
+
+std::optional<DeviceNode> ScsiDevice::commandNode() const
+{
+    std::optional<DeviceNode> node = nodeOf("scsi_generic", S_IFCHR);
+    if (!node)
+        node = blockNode();
+    if (!node)
+        errno = ENOENT;
+    return node;
+}
+
+} // namespace scsi
