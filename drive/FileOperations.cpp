@@ -1,0 +1,70 @@
+// The file operations: each forwards to one operation of the backend.
+
+#include <cerrno>
+#include <utility>
+
+#include "drive/KRScsiMODiskDrive.h"
+#include "drive/OperationPattern.h"
+
+namespace {
+
+constexpr unsigned long reservedCode = 987;
+
+const Operation createFileOperation("KRScsiMODiskDrive::createFile");
+const Operation closeHandleOperation("KRScsiMODiskDrive::closeHandle");
+const Operation freeSpaceOperation("KRScsiMODiskDrive::getDiscFreeSpace");
+const Operation readFileOperation("KRScsiMODiskDrive::readFile");
+const Operation writeFileOperation("KRScsiMODiskDrive::writeFile");
+const Operation createDirOperation("KRScsiMODiskDrive::createDir");
+
+} // namespace
+
+int KRScsiMODiskDrive::createFile(const std::string& path, int accessMode, int openExisting)
+{
+    const int handle = OperationPattern::fileOperation<int>(*this, createFileOperation, [&](KRBaseMODiskImpl& backend) {
+        return backend.create_file(path, accessMode, openExisting);
+    });
+    // Reserved for backends that answer with this code: their kind would decide here. No backend needs it today.
+    if (handle == 0 && _errorCode == reservedCode)
+        static_cast<void>(_impl->getImplType());
+    return handle;
+}
+
+void KRScsiMODiskDrive::closeHandle(int handle)
+{
+    OperationPattern::onBackend(*this, closeHandleOperation, [&](KRBaseMODiskImpl& backend) {
+        backend.close_handle(handle);
+        // Copied after a success too: hosts read the state of the whole file's life here.
+        OperationPattern::copyBackendError(*this);
+    });
+}
+
+bool KRScsiMODiskDrive::getDiscFreeSpace(KRQuadWord& available, KRQuadWord& free)
+{
+    return OperationPattern::fileOperation<bool>(*this, freeSpaceOperation, [&](KRBaseMODiskImpl& backend) {
+        return backend.get_disc_free_space(available, free);
+    });
+}
+
+unsigned long KRScsiMODiskDrive::readFile(int handle, void* buffer, unsigned long length)
+{
+    return OperationPattern::fileOperation<unsigned long>(
+        *this, readFileOperation, [&](KRBaseMODiskImpl& backend) { return backend.read_file(handle, buffer, length); });
+}
+
+unsigned long KRScsiMODiskDrive::writeFile(int handle, void* buffer, unsigned long length)
+{
+    return OperationPattern::fileOperation<unsigned long>(*this, writeFileOperation, [&](KRBaseMODiskImpl& backend) {
+        return backend.write_file(handle, buffer, length);
+    });
+}
+
+int KRScsiMODiskDrive::createDir(std::string path)
+{
+    int result = 0;
+    OperationPattern::onBackend(*this, createDirOperation, [&](KRBaseMODiskImpl& backend) {
+        if (!backend.createDirectory(std::move(path)))
+            result = errno;
+    });
+    return result;
+}

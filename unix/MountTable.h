@@ -1,0 +1,21 @@
+#pragma once
+
+#include <mntent.h>
+
+#include <string>
+
+/// Internal: the system's mount table. It is opened for update, as hosts' service accounts are set up for it, and
+/// never closed: that is how the library has always behaved, and hosts raise their descriptor limit for it.
+class MountTable {
+public:
+    MountTable() : _stream(setmntent("/etc/mtab", "r+")) {}
+
+    /// @return false when it could not be opened; `errno` has the reason.
+    bool opened() const { return _stream != nullptr; }
+
+    /// @return the next entry, valid until the next call; null at the end.
+    const mntent* next() { return getmntent(_stream); }
+
+private:
+    FILE* _stream;
+};

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "unix/DiskInventory.h"
+
+/// Internal: the listings of fdisk 2.22 and later, which have no geometry line.
+///
+/// A disk is recognised by its own Disk line, which ends in a count of sectors ("Disk /dev/sdb: 64 MiB, 67108864
+/// bytes, 131072 sectors"); the columns of its table by the words of their heading. Positions and versions say
+/// nothing. What is not known is passed over.
+class NewerFdiskListing {
+public:
+    /// Records are appended to the two lists.
+    NewerFdiskListing(std::vector<DiskInfo>& disks, std::vector<PartInfo>& partitions);
+
+    /// Reads the next line of the listing, which is not empty.
+    /// @return false when it is none of a newer listing: it neither begins a disk nor follows one.
+    bool readLine(std::string_view line);
+
+private:
+    void beginDisk(std::string_view line);
+    void readGeometry(std::string_view line);
+    void readUnits(std::string_view line);
+    bool readHeading(std::string_view line);
+    void readPartition(std::string_view line);
+    std::string partitionName(std::string_view deviceOrNumber) const;
+
+    std::vector<DiskInfo>& _disks;
+    std::vector<PartInfo>& _partitions;
+
+    // The disk that is being read.
+    bool _inDisk = false;   // a newer disk's lines are being read
+    bool _isListed = false; // it is in the inventory
+    bool _isGpt = false;
+    unsigned long long _diskBytes = 0;
+    unsigned long long _unitBytes = 0;
+    std::vector<std::string_view> _columns;
+};
