@@ -32,7 +32,14 @@ bool copyLowerHalf(const unsigned char* field, unsigned char* place)
 /// Puts what one sense data descriptor tells in its place of fixed format.
 void carryOver(const unsigned char* descriptor, SenseBytes& fixed)
 {
-    enum Type : unsigned char { information, commandSpecific, senseKeySpecific, replaceableUnit, stream, block };
+    enum Type : unsigned char {
+        information,
+        commandSpecific,
+        senseKeySpecific,
+        replaceableUnit,
+        stream,
+        block
+    };
     constexpr std::array<unsigned char, 6> shortest = {10, 10, 6, 2, 2, 2};
     const unsigned char type = descriptor[0];
     if (type >= shortest.size() || descriptor[1] < shortest[type])

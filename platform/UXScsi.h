@@ -72,22 +72,26 @@ public:
     /// A process has one descriptor a device. It is opened by the first target that asks; a drive that went away
     /// and came back is opened anew onto the same number.
     ///
-    /// @param timeoutSeconds the time that a command sent through this target gets unless `send` says otherwise.
-    /// @return 0, or -1 with the reason in `errno` (`ENODEV`: the path is no SCSI device) and -1 in `getFD()`.
+    /// @param timeoutSeconds the time that a command sent through this target gets unless `send` says otherwise; a
+    ///                       negative one is not taken.
+    /// @return 0, or -1 with the reason in `errno` and -1 in `getFD()`. `ENODEV`: the path is no SCSI device, or the
+    ///         address is not there; `ENOENT`: there is no such path, or the device has no node.
     static int open(UXScsiTarget& target, int timeoutSeconds);
 
-    /// Sends one command (SG_IO) and waits for its end; opens the target first where that was not done.
+    /// Sends one command (SG_IO) and waits for its end. A target that was not opened is looked up for the command
+    /// alone: its `getFD()` stays -1. One that was opened before its drive went away needs `open` again.
     ///
-    /// @param cdb, cdbLength     the command descriptor block, in bytes.
+    /// @param cdb, cdbLength     the command descriptor block, 1 to 255 bytes.
     /// @param data, dataLength   the buffer and its size in bytes; null and 0 without a data phase.
     /// @param firstFlag          true: the data goes to the drive; false: it comes from there.
     /// @param secondFlag         true: a command answered with UNIT ATTENTION is sent again, three sends in all,
     ///                           since a drive answers so the first command after a medium change.
     /// @param sense, senseLength buffer for sense data, zeroed first; always fixed format (SPC, response codes 70h
-    ///                           and 71h), whichever format the drive sent.
-    /// @param lastInt            seconds to wait for the command; -1: those given to `open`, or 60.
-    /// @return 0 for GOOD and for RECOVERED ERROR; the SCSI status (SAM) of a command that the drive rejected;
-    ///         0x10000 | host status for a transport failure (3: time-out, 1: no connection).
+    ///                           and 71h), whichever format the drive sent; zeros where it sent none.
+    /// @param lastInt            seconds to wait for the command; negative: those given to `open`, or 60.
+    /// @return 0 for GOOD and for a RECOVERED ERROR of this command; the SCSI status (SAM) of a command that the drive
+    ///         rejected; 0x10000 | host status for a transport failure (1: no connection, 3: time-out, 7: one that the
+    ///         kernel's driver alone told of).
     /// @throws KrException naming the path, the step and the system's reason: the drive can't be opened or the
     ///         system refused the command.
     static int send(const UXScsiTarget& target, const void* cdb, int cdbLength, void* data, int dataLength,

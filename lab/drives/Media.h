@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+#include "lab/drives/DriveDescription.h"
+
+namespace lab {
+
+/// Makes partitions and file systems on a medium as described; `blockNode` is the drive's node.
+/// @param megabytes the medium's size
+void prepareMedium(const std::string& blockNode, const DriveDescription& description, int megabytes);
+
+/// Makes a file system on a partition, or on a whole medium.
+void formatNode(const std::string& node, FileSystem fileSystem);
+
+/// Leaves a medium without a partition table, as it comes from the factory.
+void wipeMedium(const std::string& blockNode);
+
+} // namespace lab

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lab/support/Channel.h"
+#include "lab/support/SystemCall.h"
+
+namespace lab {
+
+/// The program that the lab was started for, and the relay between its standard streams and the launcher.
+class GuestProgram {
+public:
+    struct Settings {
+        std::vector<std::string> arguments;
+        std::vector<std::string> environment;
+        std::string workingDirectory;
+    };
+
+    explicit GuestProgram(Channel& channel) : _channel(channel) {}
+
+    /// Starts the program, in a session of its own.
+    /// @return 0, or errno of the step that kept it from starting
+    int start(const Settings& settings);
+
+    /// Relays until the program has ended and the last byte of its output is sent. Processes that it left behind
+    /// are killed then, for they could hold its output open for ever.
+    /// @return its exit status, or 128 plus the signal's number
+    int relay();
+
+private:
+    void waitForEvents(int childSignals);
+    void takeMessages();
+    void obey(const Message& message);
+    void takeInput(const std::string& bytes);
+    void feedInput();
+    bool forward(Descriptor& output, MessageKind kind);
+    void reapChildren(int childSignals);
+    void drainOutputs();
+
+    Channel& _channel;
+    pid_t _process = -1;
+    Descriptor _input;
+    Descriptor _output;
+    Descriptor _error;
+    std::string _pendingInput;
+    std::optional<int> _status;
+};
+
+} // namespace lab

@@ -1,0 +1,89 @@
+// The lab's launcher: boots a kernel as a process and lets it run one program among emulated drives.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <system_error>
+
+#include "lab/launcher/GuestKernel.h"
+#include "lab/launcher/Machine.h"
+#include "lab/launcher/Session.h"
+#include "lab/support/LabOptions.h"
+#include "lab/support/RunOrder.h"
+
+namespace {
+
+// A descriptor of the lab's own must not take the place of a standard one that the caller closed.
+void openMissingStandardDescriptors()
+{
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    }
+    ::close(descriptor);
+}
+
+lab::RunOrder orderFor(const std::vector<std::string>& arguments)
+{
+    lab::RunOrder order;
+    order.arguments = arguments;
+    order.workingDirectory = std::filesystem::current_path();
+    const char* const terminal = std::getenv("TERM");
+    order.environment = {"PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "HOME=/root", "LC_ALL=C",
+                         "USER=root", std::string("TERM=") + (terminal != nullptr ? terminal : "dumb")};
+    return order;
+}
+
+void checkResults(const std::string& folder)
+{
+    if (!folder.empty() && (!std::filesystem::is_directory(folder) || ::access(folder.c_str(), W_OK) != 0)) {
+        throw lab::UsageError("the folder for results, " + folder + ", is not there or can't be written");
+    }
+}
+
+int runLab(const std::vector<std::string>& arguments)
+{
+    const lab::LabOptions options = lab::parseOptions(arguments);
+    if (options.help) {
+        std::cout << lab::usageText();
+        return 0;
+    }
+    checkResults(options.results);
+    lab::GuestKernel kernel({lab::findKernel(), lab::memoryFolder(options.memoryMegabytes),
+                             lab::besideThisProgram("lab-init"), options.memoryMegabytes});
+    const lab::RunOrder order = orderFor(arguments);
+    return lab::Session(kernel, options, order).run();
+}
+
+// A caller that closes its end of our output ends us as it would end the program: quietly.
+int statusOf(const std::system_error& error)
+{
+    if (error.code() == std::errc::broken_pipe) {
+        return lab::statusOfSignal + SIGPIPE;
+    }
+    std::cerr << "lab: " << error.what() << '\n';
+    return lab::statusLabTrouble;
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    try {
+        openMissingStandardDescriptors();
+        ::signal(SIGPIPE, SIG_IGN);
+        return runLab({arguments + 1, arguments + count});
+    } catch (const std::system_error& error) {
+        return statusOf(error);
+    } catch (const lab::UsageError& error) {
+        std::cerr << "lab: " << error.what() << "; see lab/run --help\n";
+    } catch (const std::exception& error) {
+        std::cerr << "lab: " << error.what() << '\n';
+    }
+    return lab::statusLabTrouble;
+}

@@ -1,0 +1,45 @@
+#include "lab/support/SystemCall.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace lab {
+
+int checked(int result, const std::string& step)
+{
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category(), step);
+    }
+    return result;
+}
+
+Descriptor openFile(const std::string& path, int flags)
+{
+    return Descriptor(checked(::open(path.c_str(), flags | O_CLOEXEC, 0666), "open " + path));
+}
+
+void writeAll(int descriptor, const void* data, size_t size)
+{
+    const char* next = static_cast<const char*>(data);
+    while (size > 0) {
+        const ssize_t written = ::write(descriptor, next, size);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        checked(static_cast<int>(written), "write");
+        next += written;
+        size -= static_cast<size_t>(written);
+    }
+}
+
+Pipe::Pipe()
+{
+    int ends[2];
+    checked(::pipe2(ends, O_CLOEXEC), "pipe");
+    readEnd = Descriptor(ends[0]);
+    writeEnd = Descriptor(ends[1]);
+}
+
+} // namespace lab

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "lab/support/TemporaryFolder.h"
+
+namespace lab {
+
+/// One `lab/run` with its standard streams in files, so that nothing of them can be lost or blocked.
+class LabProcess {
+public:
+    /// Starts it. `arguments` are those of lab/run; `input` is what it reads.
+    explicit LabProcess(const std::vector<std::string>& arguments, const std::string& input = {});
+    LabProcess(const LabProcess&) = delete;
+    LabProcess& operator=(const LabProcess&) = delete;
+    ~LabProcess();
+
+    /// Waits until the text is in the standard output.
+    void waitForOutput(const std::string& text) const;
+
+    void signal(int number) const;
+
+    /// Waits for the end and returns the exit status; 1000 plus the number of the signal that killed lab/run itself.
+    int wait();
+
+    std::string output() const;
+    std::string error() const;
+
+private:
+    TemporaryFolder _folder;
+    pid_t _process;
+};
+
+} // namespace lab

@@ -1,0 +1,161 @@
+// What goes wrong with a drive or a medium, on a real kernel.
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/UXScsi.h"
+#include "tests/system/LabTest.h"
+#include "unix/KRUnixMODiskImpl.h"
+
+namespace {
+
+using DriveFaultTest = LabTest;
+
+TEST_F(DriveFaultTest, MediumThatIsNotFat32)
+{
+    const auto unit = drives.add({lab::DriveType::disk, lab::Label::dos, lab::FileSystem::ext4});
+    const auto drive = open(unit.blockNode);
+    ASSERT_NE(drive, nullptr);
+    EXPECT_EQ(drive->mount(), 930u);
+    EXPECT_EQ(lastError(*drive), "930: Either the media is not FAT32 formated or wrong arguments to mount.");
+    EXPECT_EQ(mountOf(unit.partitionNode(1)), "");
+}
+
+TEST_F(DriveFaultTest, MountAndUnmountInTheWrongState)
+{
+    const auto unit = drives.add();
+    const std::string partition = unit.partitionNode(1);
+    const auto drive = open(unit.genericNode);
+    ASSERT_NE(drive, nullptr);
+    EXPECT_EQ(drive->unmount(), 0u); // fails without a code: nothing is mounted
+    EXPECT_TRUE(wasLogged(3, "Device " + partition + " Not mounted. Goint to mount it"));
+
+    ASSERT_EQ(drive->mount(), 0u);
+    const std::string directory = drive->getMountPath();
+    ASSERT_EQ(open(unit.blockNode)->mount(), 0u); // a second host finds the mount
+    EXPECT_TRUE(wasLogged(3, "Device " + partition + " already mounted at " + directory));
+    EXPECT_EQ(drive->unmount(), 0u);
+    EXPECT_EQ(mountOf(partition), "");
+}
+
+TEST_F(DriveFaultTest, StaleMountOfAMediumWhoseTableWasWipedIsCleared)
+{
+    const auto unit = drives.add();
+    const auto drive = open(unit.blockNode);
+    ASSERT_NE(drive, nullptr);
+    ASSERT_EQ(drive->mount(), 0u);
+    const char noTable[512] = {};
+    const int medium = ::open(unit.blockNode.c_str(), O_WRONLY | O_SYNC);
+    ASSERT_EQ(write(medium, noTable, sizeof noTable), static_cast<ssize_t>(sizeof noTable));
+    close(medium);
+
+    EXPECT_EQ(open(unit.blockNode), nullptr);
+    EXPECT_TRUE(wasLogged(0, "No partition information found for device :: " + unit.blockNode));
+    EXPECT_TRUE(wasLogged(3, "Successfully unmounted device " + unit.partitionNode(1)));
+    EXPECT_EQ(mountOf(unit.partitionNode(1)), "");
+}
+
+TEST_F(DriveFaultTest, NoSuchDevice)
+{
+    for (const std::string path : {"/dev/nosuch", "99:0:0:0", "/dev/null"}) {
+        waits.clear();
+        EXPECT_EQ(open(path), nullptr);
+        EXPECT_TRUE(wasLogged(1, "Failed to find out the logical drive letter for " + path + "."));
+        EXPECT_EQ(waits, std::vector<unsigned int>{1000});
+    }
+}
+
+TEST_F(DriveFaultTest, DriveUnpluggedWhileMountedComesBackUnderItsDescriptor)
+{
+    const auto unit = drives.add();
+    const auto drive = open(unit.address);
+    ASSERT_NE(drive, nullptr);
+    ASSERT_EQ(drive->mount(), 0u);
+    KRUnixMODiskImpl backend(unit.address, drive->getMountPath(), -1, 0, true);
+    const int handle = backend.OpenVolume(true);
+    ASSERT_NE(handle, -1);
+
+    drives.unplug(unit);
+    EXPECT_EQ(drive->unmount(), static_cast<unsigned long>(ENODEV)) << lastError(*drive);
+    EXPECT_EQ(waits, (std::vector<unsigned int>{1000, 1000}));
+    EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), -1);
+    EXPECT_EQ(lastError(*drive), "19: No such device");
+    ASSERT_EQ(system(("umount " + drive->getMountPath()).c_str()), 0);
+
+    drives.plugIn(unit);
+    EXPECT_EQ(backend.OpenVolume(true), handle); // what holds the number never means another file
+    EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), 0);
+    EXPECT_EQ(drive->mount(), 0u) << lastError(*drive);
+}
+
+TEST_F(DriveFaultTest, OneDescriptorServesADriveByAllItsNames)
+{
+    const auto unit = drives.add();
+    const auto other = drives.add();
+    std::vector<int> descriptors;
+    for (const std::string& path : {unit.blockNode, unit.genericNode, unit.address, "/dev/bsg/" + unit.address}) {
+        UXScsiTarget target(path.c_str(), false);
+        EXPECT_EQ(UXScsi::open(target, 60), 0) << path;
+        EXPECT_EQ(target.getNativePath(), unit.blockNode);
+        descriptors.push_back(target.getFD());
+    }
+    EXPECT_EQ(descriptors, std::vector<int>(4, descriptors.front()));
+    UXScsiTarget second(other.address.c_str(), false);
+    UXScsi::open(second, 60);
+    EXPECT_NE(second.getFD(), descriptors.front());
+
+    UXScsiTarget partition(unit.partitionNode(1).c_str(), false);
+    EXPECT_EQ(UXScsi::open(partition, 60), -1);
+    EXPECT_EQ(errno, ENODEV);
+}
+
+TEST_F(DriveFaultTest, RejectedCommandIsToldInEitherSenseFormat)
+{
+    const auto unit = drives.add();
+    KRUnixMODiskImpl backend(unit.genericNode, "", -1, 0, true);
+    for (const bool descriptorFormat : {false, true}) {
+        drives.setDescriptorSense(descriptorFormat);
+        EXPECT_EQ(backend.StartStopUnit(0, 0), 0);
+        log.clear();
+        EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), -1);
+        EXPECT_TRUE(wasLogged(0, "TEST_UNIT_READY command failed with status 2"));
+        EXPECT_TRUE(wasLogged(1, "text=\"NOT READY: LOGICAL UNIT NOT READY, INITIALIZING COMMAND REQUIRED\"\n"));
+        EXPECT_EQ(backend.StartStopUnit(1, 0), 0);
+        EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), 0);
+    }
+    drives.setDescriptorSense(false);
+}
+
+TEST_F(DriveFaultTest, LockThatASecondProcessHolds)
+{
+    const auto unit = drives.add();
+    KRUnixMODiskImpl backend(unit.genericNode, "", -1, 0, true);
+    ASSERT_TRUE(backend.Init());
+    int ready[2];
+    int done[2];
+    char byte = 0;
+    ASSERT_EQ(pipe(ready) + pipe(done), 0);
+    const pid_t holder = fork();
+    if (holder == 0) {
+        close(done[1]);
+        const bool locked = backend.LockVolume() == 0 && write(ready[1], "1", 1) == 1;
+        _exit(read(done[0], &byte, 1) == 0 && locked ? 0 : 1);
+    }
+    close(ready[1]);
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+    EXPECT_EQ(backend.LockVolume(), -1);
+    EXPECT_EQ(waits, std::vector<unsigned int>(20, 1500));
+    EXPECT_TRUE(wasLogged(1, "Resource temporarily unavailable"));
+
+    close(done[1]);
+    int status = -1;
+    waitpid(holder, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(backend.LockVolume(), 0);
+    EXPECT_EQ(backend.UnlockVolume(), 0);
+}
+
+} // namespace

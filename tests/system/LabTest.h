@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "drive/KRHardDiskDrive.h"
+#include "lab/drives/EmulatedDrives.h"
+
+/// A test that runs inside the lab, as root, on drives of its own. Waits of the library return at once and are noted.
+class LabTest : public ::testing::Test {
+protected:
+    explicit LabTest(const lab::EmulationSettings& settings = {});
+    ~LabTest() override;
+
+    /// The drive that the factory makes of a path; null where it makes none.
+    static std::unique_ptr<KRHardDiskDrive> open(const std::string& path);
+
+    /// The directory on which a node is mounted; empty where it is not.
+    static std::string mountOf(const std::string& node);
+
+    /// Whether the library has said this, without the "Device [...] - " before it, since the last `log.clear()`.
+    static bool wasLogged(int level, const std::string& text);
+
+    static std::string lastError(const KRScsiMODiskDrive& drive);
+
+    lab::EmulatedDrives drives;
+    static std::vector<std::pair<int, std::string>> log;
+    static std::vector<unsigned int> waits; ///< seconds
+};
