@@ -80,12 +80,21 @@ void takeEnvironment(const lab::RunOrder& order)
     }
 }
 
+// The library is preloaded by another name, for the list of libraries to preload is split at blanks, which the path of
+// a build folder may have.
+std::string linkSleepLibrary()
+{
+    const std::string link = "/run/lab-short-sleeps.so";
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
+    std::filesystem::create_symlink(self.parent_path() / "liblabsleep.so", link);
+    return link;
+}
+
 lab::GuestProgram::Settings programSettings(const lab::RunOrder& order, const lab::LabOptions& options)
 {
     lab::GuestProgram::Settings settings{options.program, order.environment, order.workingDirectory};
     if (options.shortSleeps) {
-        const std::string library = std::filesystem::read_symlink("/proc/self/exe").replace_filename("liblabsleep.so");
-        settings.environment.push_back("LD_PRELOAD=" + library);
+        settings.environment.push_back("LD_PRELOAD=" + linkSleepLibrary());
     }
     return settings;
 }
