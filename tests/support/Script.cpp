@@ -1,0 +1,56 @@
+#include "tests/support/Script.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include "drive/KRScsiMODiskDrive.h"
+
+static void record(int level, const long long& deviceId, const std::string& text)
+{
+    const std::string prefix = "Device [/dev/sg1] -";
+    const std::string shown = text.rfind(prefix, 0) == 0 ? "@" + text.substr(prefix.size()) : text;
+    note(std::to_string(level) + " " + std::to_string(deviceId) + " " + shown);
+}
+
+void note(const std::string& event)
+{
+    events += event + "\n";
+}
+
+void LibraryTest::reset()
+{
+    EXPECT_EQ(script.targets.use_count(), 1) << "every target is to be released";
+    char root[] = "/tmp/krmo-test-XXXXXX";
+    script = Script();
+    script.root = {new std::string(mkdtemp(root)), [](auto* path) { std::filesystem::remove_all(*path), delete path; }};
+    script.tools["/sbin/fdisk -l"] = "Disk /dev/sdb: 9 bytes\n71 heads, 62 sectors/track, 1015 cylinders\n"
+                                     "/dev/sdb1 * 1 1015 2234984 c FAT32\n/dev/sdb2 1016 1020 10 83 Linux\n";
+    KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = record;
+    KRUnixMODiskImpl::bExceptionCaught = false;
+    events.clear();
+}
+
+std::string LibraryTest::recorded(const std::string& fileName)
+{
+    std::ifstream file(KRMO_TEST_DATA "/" + fileName);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void LibraryTest::check(const std::string& name, const std::vector<Case>& cases)
+{
+    std::string happened;
+    for (const Case& c : cases) {
+        reset();
+        c.given();
+        Backend backend("/sdb1/KRMT");
+        note("# " + c.name);
+        std::string result = "thrown", text;
+        try {
+            result = std::to_string(c.when(backend));
+        } catch (...) {
+        }
+        const unsigned long code = backend.GetLastErrorCode(text);
+        happened += events + "= " + result + ", " + std::to_string(code) + " " + text + "\n";
+    }
+    EXPECT_EQ(happened, recorded(name + ".trace"));
+}

@@ -1,0 +1,85 @@
+// The C library, as the script tells: the dynamic linker takes an executable's functions before a library's.
+
+#include <fcntl.h>
+#include <mntent.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include "tests/support/Script.h"
+
+static std::string redirected(const char* path)
+{
+    return std::string(path).rfind("/sdb", 0) == 0 ? *script.root + path : path;
+}
+
+static FILE* streamOn(const std::string& text)
+{
+    static std::deque<std::string> texts; // some streams are never closed
+    return fmemopen(texts.emplace_back(text).data(), text.size(), "r");
+}
+
+extern "C" {
+
+FILE* popen(const char* line, const char* mode)
+{
+    EXPECT_STREQ(mode, "r");
+    note(std::string("$ ") + line);
+    errno = EAGAIN;
+    if (--script.failingCommand == 0)
+        return nullptr;
+    return streamOn(script.tools[line]);
+}
+
+int pclose(FILE* stream)
+{
+    note("$ closed");
+    fclose(stream);
+    return 256; // exit status 1, which nobody looks at
+}
+
+unsigned int sleep(unsigned int seconds)
+{
+    note("sleep " + std::to_string(seconds));
+    return 0;
+}
+
+FILE* setmntent(const char* file, const char* mode) noexcept
+{
+    EXPECT_EQ(std::string(file) + mode, "/etc/mtabr+");
+    const std::optional<std::string> table = script.mountTables.front();
+    if (script.mountTables.size() > 1)
+        script.mountTables.pop_front();
+    errno = EACCES;
+    return table ? streamOn(*table) : nullptr;
+}
+
+int access(const char* path, int mode) noexcept
+{
+    EXPECT_TRUE(std::string(path) == "/temp/test.sleep" && mode == F_OK);
+    return script.heldScans-- > 0 ? 0 : -1;
+}
+
+int open(const char* path, int flags, ...)
+{
+    return openat(AT_FDCWD, redirected(path).c_str(), flags, 0666);
+}
+
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
+
+int mkdir(const char* path, mode_t mode) noexcept
+{
+    note(std::string("mkdir ") + path + " " + std::to_string(mode));
+    return mkdirat(AT_FDCWD, redirected(path).c_str(), mode);
+}
+
+int statvfs64(const char* path, struct statvfs64* space) noexcept
+{
+    space->f_bsize = 1UL << 32; // the products need 64 bits
+    space->f_frsize = 512;
+    space->f_bavail = 3;
+    space->f_bfree = 5;
+    errno = ENOENT;
+    return std::string(path) == "/sdb1/KRMT" ? 0 : -1;
+}
+}

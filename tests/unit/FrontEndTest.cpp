@@ -1,0 +1,130 @@
+#include <dlfcn.h>
+
+#include "drive/KRHardDiskDrive.h"
+#include "tests/support/Script.h"
+
+using FrontEndTest = LibraryTest;
+
+static int allocations, messages;
+
+void* operator new(std::size_t size)
+{
+    ++allocations;
+    static const auto next = reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
+    return next(size);
+}
+
+namespace {
+
+struct Drive : KRHardDiskDrive {
+    Drive() : KRHardDiskDrive("/dev/sg1", 11001, 42, true) {}
+    using KRHardDiskDrive::_impl;
+};
+
+struct Thrower : Backend {
+    Thrower() : Backend("") {}
+    bool IsValid() override { throw 1; }
+};
+
+char data[8] = "data";
+int isWorm = 5;
+KRQuadWord space;
+std::string text;
+
+using Operation = std::function<long long(Drive&)>;
+const std::vector<Operation> operations = {
+    [](Drive& d) { return d.KRScsiMODiskDrive::load(); },
+    [](Drive& d) { return d.getSerialNumber(text); },
+    [](Drive& d) { return d.mount(); },
+    [](Drive& d) { return d.unmount(); },
+    [](Drive& d) { return d.unload(); },
+    [](Drive& d) { return d.createFile("/sdb1/a", 0, 1); },
+    [](Drive& d) { return d.closeHandle(-1), 0; },
+    [](Drive& d) { return d.getDiscFreeSpace(space, space); },
+    [](Drive& d) { return d.readFile(-1, data, 8); },
+    [](Drive& d) { return d.writeFile(-1, data, 8); },
+    [](Drive& d) { return errno = ENOSPC, d.createDir("a"); },
+    [](Drive& d) { return d.createDir(""); },
+    [](Drive& d) { return d.load(); },
+    [](Drive& d) { return d.eraseDisk("all"); },
+    [](Drive& d) { return d.KRScsiMODiskDrive::unload(); },
+    [](Drive& d) { return d.isMediaWORM(1, isWorm) + isWorm; },
+    [](Drive& d) { return d.getLogicalVolume(text); },
+    [](Drive& d) { return d.open(true); },
+};
+
+} // namespace
+
+TEST_F(FrontEndTest, WholeLifeOfADrive)
+{
+    script.mountTables = {"", "/dev/sdb1 /sdb1/KRMT vfat\n"};
+    auto* const drive = KRScsiMODiskDrive::instance(11001, "/dev/sg1", 42, true);
+    EXPECT_EQ(drive->mount(), 0U);
+    EXPECT_EQ(drive->getDevicePath() + drive->getMountPath(), "/dev/sdb/sdb1/KRMT");
+    EXPECT_EQ(drive->createDir("/sdb1/KRMT/a"), 0);
+    const int file = drive->createFile("/sdb1/KRMT/a/file", 2, 0);
+    EXPECT_EQ(drive->writeFile(file, data, 4), 4U);
+    drive->closeHandle(file);
+    const int again = drive->createFile("/sdb1/KRMT/a/file", 2, 0);
+    EXPECT_EQ(drive->readFile(again, data, 8), 4U) << "nothing is truncated";
+    drive->closeHandle(again);
+    drive->closeHandle(drive->createFile("/sdb1", 0, 1)); // a directory opens for reading alone
+    script.tools["eject -s /dev/sdb"] = "held\n";
+    EXPECT_EQ(drive->unload(), 997U);
+    script.tools.erase("eject -s /dev/sdb");
+    EXPECT_EQ(drive->unload(), 0U);
+    delete drive;
+    expect(recorded("whole-life.trace"));
+}
+
+TEST_F(FrontEndTest, OperationsThatFail)
+{
+    Drive drive;
+    const std::pair<std::string, std::function<void()>> states[] = {
+        {"closed, the lookup throws", [] { script.throwAt = "getFD"; }},
+        {"closed, the lookup throws something else", [] { script.throwAt = "getFD!"; }},
+        {"closed", [] { script.throwAt = ""; }},
+        {"the backend fails", [] {}},
+        {"the volume is not open", [&] { drive._impl = std::make_unique<Backend>("", -1); }},
+        {"the backend throws", [&] { script.throwAt = "target!", drive._impl = std::make_unique<Thrower>(); }}};
+    for (const auto& [state, prepare] : states) {
+        prepare();
+        for (const Operation& operation : operations) {
+            note("# " + state);
+            script.statuses[script.sends] = 2;
+            drive.SetErrorCode(9, "earlier");
+            const long long result = operation(drive);
+            const unsigned long code = drive.getLastError(text);
+            note("= " + std::to_string(result) + ", " + std::to_string(code) + " " + text);
+        }
+    }
+    expect(recorded("front-end.trace"));
+}
+
+TEST_F(FrontEndTest, FactoryMakesHardDisksOnly)
+{
+    for (const std::string path : {"", "/dev/sg1"}) {
+        for (const int type : {11000, 11001, 11002, 11003, 11999, 12000}) {
+            const std::unique_ptr<KRScsiMODiskDrive> drive(KRScsiMODiskDrive::instance(type, path, 42, true));
+            EXPECT_EQ(drive != nullptr, type % 2 != 0 && !path.empty()) << type;
+        }
+    }
+    expect(recorded("factory.trace"));
+    KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = [](int, const long long&, const std::string&) { throw 1; };
+    EXPECT_TRUE(Drive().open(true)) << "what the host's callback throws is dropped";
+}
+
+TEST_F(FrontEndTest, FileOperationsAllocateOnlyTheirMessages)
+{
+    Drive drive;
+    drive.open(true);
+    const int file = drive.createFile("/sdb", 2, 0);
+    KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = [](int, const long long&, const std::string&) { ++messages; };
+    for (const int expected : {4, 0}) {
+        messages = allocations = 0;
+        EXPECT_EQ(drive.writeFile(file, data, 4) + drive.readFile(file, data, 4), 4U);
+        EXPECT_EQ(std::pair(messages, allocations), std::pair(expected, expected));
+        KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = nullptr;
+    }
+    drive.closeHandle(file);
+}

@@ -1,0 +1,66 @@
+#include <filesystem>
+
+#include "tests/support/Script.h"
+
+using InventoryTest = LibraryTest;
+
+static const std::string gptDisk = "Disk /dev/sdc: 8 GB, 9 bytes\n\n/dev/sdc1 1 1044 8385898+ ee  EFI GPT\n";
+
+// Each listing has its records beside it: the commands that are run, the disks, the partitions.
+TEST_F(InventoryTest, Listings)
+{
+    testing::internal::CaptureStdout();
+    for (const auto& file : std::filesystem::directory_iterator(KRMO_TEST_DATA)) {
+        const std::string name = file.path().stem();
+        if (file.path().extension() != ".txt")
+            continue;
+        reset();
+        script.tools["/sbin/fdisk -l"] = recorded(name + ".txt");
+        script.tools["parted /dev/sdc print"] = script.tools["parted /dev/sde print"] = recorded(name + ".parted");
+        EXPECT_TRUE(KRUnixMODiskImpl::scan());
+        for (const DiskInfo& d : KRUnixMODiskImpl::getDiskData())
+            note(d.diskName + " " + d.diskSize + " " + d.heads + "/" + d.sectors + "/" + d.cylinders);
+        for (const PartInfo& p : KRUnixMODiskImpl::getPartDataByDiskName("/dev/"))
+            note(p.partName + " " + p.partSize + " " + p.partId + " " + p.partType);
+        SCOPED_TRACE(name);
+        expect(recorded(name + ".records"));
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), recorded("fdisk-2.17-gpt.constructed.output"));
+}
+
+TEST_F(InventoryTest, NamesThatAShellWouldReadAreDropped)
+{
+    for (const char special : std::string("'\"\\$`;&|<>()[]{}*?!~#\x01\x7f")) {
+        const std::string row = std::string("/dev/sdc1") + special + " 1 2 3 c  FAT\n";
+        const std::string newer = "Disk /dev/sdc: 1 MiB, 1048576 bytes, 2048 sectors\nDevice Start End Type\n";
+        script.tools["/sbin/fdisk -l"] = gptDisk + row + "/dev/sd" + special + "1 1 2 3 ee  EFI GPT\n" + newer + row;
+        script.tools["parted /dev/sdc print"] = std::string("1") + special + " 1 2\n";
+        EXPECT_TRUE(KRUnixMODiskImpl::scan() && KRUnixMODiskImpl::getPartDataByDiskName("").empty()) << special;
+        expect("$ /sbin/fdisk -l\n$ closed\n$ parted /dev/sdc print\n$ closed\n");
+    }
+}
+
+TEST_F(InventoryTest, ScanWaitsWhileHeldAndTellsWhatCannotStart)
+{
+    script.heldScans = 2;
+    EXPECT_TRUE(KRUnixMODiskImpl::scan());
+    expect("sleep 5\nsleep 5\n$ /sbin/fdisk -l\n$ closed\n");
+    testing::internal::CaptureStdout();
+    script.failingCommand = 1;
+    EXPECT_FALSE(KRUnixMODiskImpl::scan());
+    EXPECT_EQ(KRUnixMODiskImpl::getPartDataByDiskName("/dev/sdb").size(), 2U) << "the earlier inventory stays";
+    script.tools["/sbin/fdisk -l"] = gptDisk + "/dev/sdc2 1 2 3 b  FAT\n";
+    script.failingCommand = 2;
+    EXPECT_FALSE(KRUnixMODiskImpl::scan());
+    EXPECT_EQ(KRUnixMODiskImpl::_diskData.size() + KRUnixMODiskImpl::_partData.size(), 1U);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "popen error :: 11\npopen failed for parted <device_name> print :: 11\n");
+}
+
+TEST_F(InventoryTest, Words)
+{
+    const char *words = " \tab c", *none = nullptr;
+    KRUnixMODiskImpl::skipSpace(words);
+    EXPECT_EQ(KRUnixMODiskImpl::skipToSpace(words) + KRUnixMODiskImpl::skipToSpace(none), "ab");
+    EXPECT_STREQ(words, " c");
+}
