@@ -33,11 +33,7 @@ inline std::string events;
 void note(const std::string& event);
 
 struct Backend : KRUnixMODiskImpl {
-    explicit Backend(const std::string& logicalDrive, int handle = 0)
-        : KRUnixMODiskImpl("/dev/sg1", logicalDrive, -1, 0, true)
-    {
-        _handle = handle;
-    }
+    explicit Backend(const char* drive, int fd = 0) : KRUnixMODiskImpl("/dev/sg1", drive, -1, 0, true) { _handle = fd; }
     using KRUnixMODiskImpl::_discMounted, KRUnixMODiskImpl::_handle, KRUnixMODiskImpl::_initialized;
     using KRUnixMODiskImpl::_logicalDrive;
 };

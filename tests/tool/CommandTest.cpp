@@ -1,0 +1,150 @@
+// The commands apart from transfers: what they tell, what they refuse, and what a busy medium makes of them.
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "ToolTest.h"
+#include "lab/drives/Command.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+TEST_F(ToolTest, JsonIsOneDocumentForAnyName)
+{
+    const lab::EmulatedDrive drive = drives.add({lab::DriveType::magnetoOptical});
+    const std::string names[] = {file("a name", 1), file("Grüße", 3), file("l\xe9g", 2)};
+    ASSERT_TRUE(ended(run("put " + drive.genericNode + " '" + names[0] + "' " + names[1] + " " + names[2]), 0));
+    ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
+
+    const json listed = json::parse(run("drives --json").said)["drives"].at(0);
+    EXPECT_EQ(drive.address, listed["address"]);
+    EXPECT_EQ(drive.blockNode, listed["node"]);
+    EXPECT_EQ(true, listed["ready"]);
+    EXPECT_EQ(directoryOf(drive), listed["mounts"].at(0)["directory"]);
+
+    const std::string serial = listed["serial"];
+    const json info = json::parse(run("info --json " + serial).said);
+    EXPECT_EQ(serial, info["serial"]);
+    EXPECT_EQ(directoryOf(drive), info["logicalDrive"]);
+    EXPECT_EQ(drive.partitionNode(1), info["partitions"].at(0)["node"]);
+    EXPECT_LT(0U, info["available"].get<std::uint64_t>());
+
+    const json entries = json::parse(run("ls --json " + serial).said)["entries"];
+    EXPECT_EQ("Grüße", entries.at(0)["name"]);
+    EXPECT_EQ("a name", entries.at(1)["name"]);
+    EXPECT_EQ("6ce967", entries.at(2)["nameBytes"]);
+    EXPECT_EQ(2, entries.at(2)["bytes"]);
+}
+
+TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive other = drives.add({lab::DriveType::disk, lab::Label::dos, lab::FileSystem::ext4});
+    const std::string good = file("good", 1);
+    fs::create_symlink(good, folder + "/link");
+    fs::create_directories(folder + "/pipe");
+    lab::runCommand({"mkfifo", folder + "/pipe/fifo"});
+    file("case/Über", 1);
+    file("case/über", 1);
+    fs::resize_file(file("huge/file", 0), 4'294'967'296);
+    file("odd/what?", 1);
+    file("odd dot/dot.", 1);
+    const std::string put = "put " + drive.genericNode + " ";
+    const struct {
+        std::string arguments;
+        int status;
+        const char* said;
+    } cases[] = {
+        {"", 2, "subcommand"},
+        {put, 2, "SOURCE"},
+        {"info /dev/nothing", 3, "No such file"},
+        {"info /dev/null", 3, "No such device"},
+        {"mount " + drive.partitionNode(1), 3, "No such device"},
+        {"mount 9:9:9:9", 3, "No such device"},
+        {"unload no-such-number", 3, "No such file"},
+        {put + folder + "/nothing", 3, "No such file"},
+        {put + folder + "/link", 2, "symbolic link"},
+        {put + folder + "/pipe", 2, "neither a file nor a folder"},
+        {put + folder + "/case", 2, "have the same name on FAT"},
+        {put + good + " " + good, 2, "have the same name on FAT"},
+        {put + folder + "/huge", 2, "4 GiB"},
+        {put + folder + "/odd", 2, "holds ?"},
+        {put + "'" + folder + "/odd dot'", 2, "ends with a dot"},
+        {put + good + " --to a:b", 2, "holds :"},
+        {"ls " + drive.genericNode + " nothing", 3, "No such file"},
+        {"get " + drive.genericNode + " nothing --to /tmp", 3, "No such file"},
+        {"get " + drive.genericNode + " / --to /nowhere", 3, "No such file"},
+        {"unmount " + drive.genericNode, 1, "nothing is mounted"},
+        {"mount " + other.genericNode, 1, "krmo: mount: 930: Either the media is not FAT32 formated"},
+        {"put " + other.genericNode + " " + good, 1, "krmo: put: 930: Either the media is not FAT32 formated"},
+    };
+    for (const auto& one : cases)
+        EXPECT_TRUE(ended(run(one.arguments), one.status, one.said)) << one.arguments;
+    EXPECT_EQ("", contentOf(drive));
+    EXPECT_TRUE(fs::is_empty(directoryOf(other)));
+
+    const std::string asNobody = "setpriv --reuid=65534 --regid=65534 --clear-groups";
+    EXPECT_TRUE(ended(run("drives", asNobody), 0, "Permission denied"));
+    EXPECT_TRUE(ended(run("mount " + drive.genericNode, asNobody), 3, "Permission denied"));
+}
+
+TEST_F(ToolTest, ToolsThatAreMissingOrInterruptedDoNoHarm)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    fs::rename("/usr/sbin/parted", "/usr/sbin/parted.away");
+    EXPECT_TRUE(ended(run("mount " + drive.genericNode), 3, "parted is missing"));
+    fs::rename("/usr/sbin/parted.away", "/usr/sbin/parted");
+
+    ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
+    fs::rename("/sbin/fdisk", "/sbin/fdisk.true"); // one before it interrupts the whole group, as a terminal does
+    std::ofstream("/sbin/fdisk") << "#!/bin/sh\nkill -INT 0\nexec /sbin/fdisk.true \"$@\"\n";
+    fs::permissions("/sbin/fdisk", fs::perms::owner_all);
+    EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + file("good", 1), "setsid --wait"), 130, "interrupted"));
+    fs::rename("/sbin/fdisk.true", "/sbin/fdisk");
+    EXPECT_TRUE(isMounted(drive));
+    EXPECT_TRUE(fs::is_empty(directoryOf(drive)));
+}
+
+TEST_F(ToolTest, ABusyMediumStaysWhereItIsAndItsHolderIsNamed)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
+    const std::string holder = "process " + std::to_string(getpid());
+    std::ofstream open(directoryOf(drive) + "/open");
+    EXPECT_TRUE(ended(run("unmount " + drive.genericNode), 1, holder));
+    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 1, holder));
+    EXPECT_TRUE(isMounted(drive));
+    open.close();
+
+    int ready[2];
+    ASSERT_EQ(0, pipe(ready));
+    const pid_t elsewhere = fork();
+    if (elsewhere == 0) {
+        const bool apart = unshare(CLONE_NEWNS) == 0 && mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+        static_cast<void>(!write(ready[1], "", apart ? 1 : 0));
+        pause();
+    }
+    char byte = 0;
+    ASSERT_EQ(1, read(ready[0], &byte, 1));
+    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 1, "name space of process " + std::to_string(elsewhere)));
+    EXPECT_TRUE(ended(run("drives"), 0, " ready"));
+    kill(elsewhere, SIGKILL);
+    waitpid(elsewhere, nullptr, 0);
+    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 0, "ejected"));
+}
+
+TEST_F(ToolTest, AMediumWithoutPartitionsIsNotMountedButUnloaded)
+{
+    const lab::EmulatedDrive drive = drives.add({lab::DriveType::disk, lab::Label::none, lab::FileSystem::none});
+    EXPECT_TRUE(ended(run("mount " + drive.genericNode), 1, "No partition information"));
+    EXPECT_EQ(json::array(), json::parse(run("info --json " + drive.genericNode).said)["partitions"]);
+    EXPECT_TRUE(ended(run("info " + drive.genericNode), 0, drive.blockNode));
+    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 0, "ejected"));
+}

@@ -1,0 +1,137 @@
+// put and get: whole copies or none, whatever comes between.
+
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "ToolTest.h"
+#include "lab/drives/Command.h"
+#include "unix/KRUnixMODiskImpl.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Ejecting leaves an emulated drive stopped, with its medium in. A process of its own does this, since one that has
+/// sent a command keeps the drive open.
+void startUnit(const lab::EmulatedDrive& drive)
+{
+    const pid_t process = fork();
+    if (process == 0)
+        _exit(KRUnixMODiskImpl(drive.genericNode, "", 0, 0, true).StartStopUnit(1, 0) == 0 ? 0 : 1);
+    int status = 0;
+    waitpid(process, &status, 0);
+    ASSERT_EQ(0, status);
+}
+
+void expectSame(const std::string& one, const std::string& other)
+{
+    EXPECT_NO_THROW(lab::runCommand({"diff", "-r", one, other}));
+}
+
+} // namespace
+
+TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
+{
+    for (int i = 0; i < 500; ++i)
+        file("tree/" + std::to_string(i % 7) + "/Grüße und ein langer Name " + std::to_string(i), i * 9U);
+    file("tree/as long as the number of EIO", 5);
+    file("tree/large", 101'000'000);
+    for (const lab::DriveType type : {lab::DriveType::disk, lab::DriveType::magnetoOptical}) {
+        const lab::EmulatedDrive drive = drives.add({type});
+        EXPECT_TRUE(ended(run("put --to a/b " + drive.address + " " + folder + "/tree"), 0, "502 files"));
+        EXPECT_TRUE(ended(run("unload " + drive.address), 0, "ejected"));
+        startUnit(drive);
+        EXPECT_TRUE(ended(run("get --force " + drive.address + " a/b/tree --to " + folder + "/back"), 0, "502 files"));
+        expectSame(folder + "/tree", folder + "/back/tree");
+        EXPECT_FALSE(isMounted(drive));
+        drives.removeAll();
+    }
+}
+
+TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    const std::string put = "put " + drive.blockNode + " " + file("tree/file", 5000) + " " + folder + "/tree";
+    file("tree/old", 1);
+    ASSERT_TRUE(ended(run(put), 0));
+    fs::remove(folder + "/tree/old");
+    file("tree/file", 7);
+    EXPECT_TRUE(ended(run(put), 2, "--force"));
+    EXPECT_TRUE(ended(run(put + " --force"), 0));
+    EXPECT_EQ("file tree tree/file ", contentOf(drive));
+    EXPECT_TRUE(ended(run("get " + drive.blockNode + " / --to " + folder + "/back"), 0));
+    expectSame(folder + "/tree", folder + "/back/tree");
+    expectSame(folder + "/tree/file", folder + "/back/file");
+}
+
+TEST_F(ToolTest, AnInterruptLeavesWhatIsFinishedAndNothingElse)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const lab::EmulatedDrive drive = drives.add();
+        putAndStop(drive);
+        EXPECT_TRUE(ended(run("ls " + drive.genericNode), 1, "process " + std::to_string(put) + " (krmo)"));
+        EXPECT_TRUE(ended(finishPut(signal), 130, "1 of 2 done"));
+        EXPECT_FALSE(isMounted(drive));
+        EXPECT_EQ("to to/small ", contentOf(drive));
+        drives.removeAll();
+    }
+}
+
+TEST_F(ToolTest, WhatAKilledOneLeftIsClearedAndItsMountStays)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    putAndStop(drive);
+    EXPECT_TRUE(ended(finishPut(SIGKILL), 128 + SIGKILL));
+    EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + folder + "/small"), 0));
+    EXPECT_TRUE(ended(run("unmount " + drive.genericNode), 0));
+    EXPECT_EQ("small to to/small ", contentOf(drive));
+}
+
+TEST_F(ToolTest, AFullMediumIsToldBeforehandOrLeavesNoHalfCopy)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    fs::resize_file(file("sparse", 0), 210'000'000);
+    EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + folder + "/sparse"), 1, "too little space"));
+    putAndStop(drive);
+    const std::string filler = directoryOf(drive) + "/filler";
+    EXPECT_ANY_THROW(lab::runCommand({"dd", "if=/dev/zero", "of=" + filler, "bs=4096"}));
+    EXPECT_TRUE(ended(finishPut(), 1, "No space left on device"));
+    EXPECT_EQ("filler to to/small ", contentOf(drive));
+}
+
+TEST_F(ToolTest, AMediumThatTurnsWriteProtectedHasTheFinishedCopies)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    putAndStop(drive);
+    drives.setParameter("wp", "1");
+    const ToolResult result = finishPut();
+    drives.setParameter("wp", "0");
+    EXPECT_TRUE(ended(result, 1, "1 of 2 done"));
+    EXPECT_FALSE(isMounted(drive));
+    EXPECT_EQ("to to/small ", contentOf(drive));
+}
+
+TEST_F(ToolTest, ADriveThatIsPulledEndsTheCopyAndTheMount)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    putAndStop(drive);
+    drives.unplug(drive);
+    EXPECT_TRUE(ended(finishPut(), 1, "1 of 2 done"));
+    EXPECT_FALSE(isMounted(drive));
+    EXPECT_TRUE(fs::is_empty(directoryOf(drive))); // nothing went to the root file system
+}
+
+TEST_F(ToolTest, AMediumErrorIsNoData)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    const std::string path = file("data", 5'000'000); // holds sector 4660, the bad one unless another is chosen
+    ASSERT_TRUE(ended(run("put " + drive.genericNode + " " + path), 0));
+    drives.setParameter("opts", "2");
+    EXPECT_TRUE(ended(run("get " + drive.genericNode + " / --to " + folder + "/back"), 1, "Input/output error"));
+    EXPECT_TRUE(fs::is_empty(folder + "/back"));
+}

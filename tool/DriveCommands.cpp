@@ -1,0 +1,161 @@
+// `drives` and `info`: what there is to know without a mount.
+
+#include <algorithm>
+
+#include "tool/Commands.h"
+#include "tool/Drive.h"
+#include "tool/LibraryLog.h"
+#include "tool/Mounts.h"
+#include "tool/SystemDrives.h"
+#include "tool/Text.h"
+#include "unix/KRUnixMODiskImpl.h"
+
+namespace tool {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+ordered_json driveAsJson(const SystemDrive& drive)
+{
+    const MediumState state = mediumState(drive.path);
+    ordered_json mounts = ordered_json::array();
+    for (const Mount& mount : mountsOf(deviceNumbers(drive.node)))
+        mounts.push_back({{"device", mount.source}, {"directory", jsonText(mount.directory)}});
+    return {{"path", drive.path},
+            {"node", drive.node},
+            {"address", drive.address},
+            {"vendor", jsonText(drive.vendor)},
+            {"model", jsonText(drive.model)},
+            {"serial", jsonText(drive.serial.empty() ? inquiredSerialNumber(drive.path) : drive.serial)},
+            {"ready", state.ready ? ordered_json(*state.ready) : ordered_json()},
+            {"medium", jsonText(state.text)},
+            {"mounts", mounts}};
+}
+
+ordered_json partitionsAsJson(const std::string& node)
+{
+    constexpr std::uint64_t sectorBytes = 512;
+    const std::set<dev_t> devices = deviceNumbers(node);
+    ordered_json list = ordered_json::array();
+    for (const PartInfo& partition : KRUnixMODiskImpl::getPartDataByDiskName(node)) {
+        if (isOneOf(partition.partName, devices)) // the library goes by the beginning of the name
+            list.push_back({{"node", partition.partName},
+                            {"bytes", std::strtoull(partition.partSize.c_str(), nullptr, 10) * sectorBytes},
+                            {"type", jsonText(partition.partType)},
+                            {"id", partition.partId}});
+    }
+    return list;
+}
+
+/// With which the kernel stores the names on a mounted medium; empty: with the one that it was built for.
+std::string characterSet(const Mount& mount)
+{
+    const std::string key = ",iocharset=";
+    const std::string options = "," + mount.options + ",";
+    const std::size_t start = options.find(key);
+    if (options.find(",utf8,") != std::string::npos)
+        return "utf8";
+    if (start == std::string::npos)
+        return {};
+    const std::string value = options.substr(start + key.size());
+    return value.substr(0, value.find(','));
+}
+
+void addSpace(ordered_json& document, KRUnixMODiskImpl& backend)
+{
+    KRQuadWord available;
+    KRQuadWord free;
+    if (!backend.get_disc_free_space(available, free))
+        throw libraryFailure("free space");
+    document["available"] = static_cast<std::uint64_t>(available);
+    document["free"] = static_cast<std::uint64_t>(free);
+}
+
+ordered_json infoAsJson(const Drive& drive)
+{
+    KRUnixMODiskImpl backend(drive.name, "", 0, 0, true);
+    std::string serial;
+    std::string logicalDrive;
+    {
+        const LibraryCall call;
+        backend.GetDeviceSerialNumber(serial);
+        logicalDrive = backend.GetLogicaldriveLetter(); // scans, too
+    }
+    ordered_json document = {{"serial", jsonText(serial)},
+                             {"nativePath", drive.node},
+                             {"logicalDrive", logicalDrive},
+                             {"mounted", false},
+                             {"partitions", partitionsAsJson(drive.node)}};
+    for (const Mount& mount : mountsOf(deviceNumbers(drive.node))) {
+        if (mount.directory != logicalDrive)
+            continue;
+        document["mounted"] = true;
+        document["characterSet"] = characterSet(mount);
+        addSpace(document, backend);
+    }
+    return document;
+}
+
+std::string sizeText(const ordered_json& document, const char* key)
+{
+    return tool::sizeText(document[key].get<std::uint64_t>());
+}
+
+void printInfo(const ordered_json& document, Output& output)
+{
+    const bool mounted = document["mounted"];
+    std::vector<std::vector<std::string>> rows = {
+        {"serial number", output.shown(document["serial"])},
+        {"native path", document["nativePath"]},
+        {"logical drive", document["logicalDrive"], mounted ? "mounted" : "not mounted"}};
+    for (const ordered_json& partition : document["partitions"])
+        rows.push_back({"partition", partition["node"], sizeText(partition, "bytes"), output.shown(partition["type"])});
+    if (mounted)
+        rows.insert(rows.end(), {{"available", sizeText(document, "available")}, {"free", sizeText(document, "free")}});
+    if (mounted && document["characterSet"] != "utf8")
+        rows.push_back({"names stored in", document["characterSet"]});
+    output.table(rows);
+}
+
+std::string mountsText(const ordered_json& mounts)
+{
+    std::string text;
+    for (const ordered_json& mount : mounts)
+        text += (text.empty() ? "" : ", ") + mount["directory"].get<std::string>();
+    return text;
+}
+
+} // namespace
+
+void listDrives(const Arguments& /*arguments*/, Output& output)
+{
+    ordered_json list = ordered_json::array();
+    for (const SystemDrive& drive : systemDrives())
+        list.push_back(driveAsJson(drive));
+    if (output.json())
+        return output.document({{"drives", list}});
+    if (list.empty())
+        return output.remark("no removable SCSI drives");
+    std::vector<std::vector<std::string>> rows = {
+        {"PATH", "NODE", "ADDRESS", "VENDOR", "MODEL", "SERIAL", "MEDIUM", "MOUNTED ON"}};
+    for (const ordered_json& drive : list) {
+        std::vector<std::string> row;
+        for (const char* const key : {"path", "node", "address", "vendor", "model", "serial", "medium"})
+            row.push_back(output.shown(drive[key]));
+        row.push_back(output.shown(mountsText(drive["mounts"])));
+        rows.push_back(row);
+    }
+    output.table(rows);
+}
+
+void showInfo(const Arguments& arguments, Output& output)
+{
+    const ordered_json document = infoAsJson(reserveDrive(arguments.drive));
+    if (output.json())
+        output.document(document);
+    else
+        printInfo(document, output);
+}
+
+} // namespace tool

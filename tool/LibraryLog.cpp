@@ -1,0 +1,152 @@
+#include "tool/LibraryLog.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+
+#include "drive/KRScsiMODiskDrive.h"
+#include "tool/Descriptor.h"
+#include "tool/Text.h"
+
+namespace tool {
+
+namespace {
+
+/// The callback is a plain function, so what it keeps belongs to the process.
+struct Heard {
+    std::string failure; ///< the last line of level 0 or less: what failed
+    std::string reason;  ///< the last line of level 1: the system's or the drive's reason
+    std::string words;   ///< of the programs
+    Descriptor file;
+    bool toStandardError = false;
+    Descriptor standardOutput; ///< the true ones, while a call keeps its words back
+    Descriptor standardError;
+    Descriptor kept;
+};
+
+Heard heard;
+
+std::string timeText()
+{
+    using namespace std::chrono;
+    const auto now = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    const auto seconds = static_cast<time_t>(now / 1000);
+    struct tm local {};
+    localtime_r(&seconds, &local);
+    std::array<char, 64> text{};
+    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &local);
+    std::snprintf(text.data() + length, text.size() - length, ".%03d", static_cast<int>(now % 1000));
+    return text.data();
+}
+
+void write(const std::string& text)
+{
+    const int error = heard.standardError.isOpen() ? heard.standardError.number() : STDERR_FILENO;
+    if (heard.toStandardError)
+        static_cast<void>(!::write(error, text.data(), text.size())); // there is nobody to tell
+    if (heard.file.isOpen())
+        static_cast<void>(!::write(heard.file.number(), text.data(), text.size()));
+}
+
+/// "Device [/dev/sg1] - text" gives "text".
+std::string withoutDevice(const std::string& text)
+{
+    const std::size_t end = text.find("] - ");
+    return text.compare(0, 8, "Device [") == 0 && end != std::string::npos ? text.substr(end + 4) : text;
+}
+
+void hear(int level, const long long& deviceId, const std::string& text)
+{
+    heard.words.clear(); // they belong to an earlier call
+    if (level <= 1)
+        (level <= 0 ? heard.failure : heard.reason) = withoutDevice(text);
+    if (heard.file.isOpen() || heard.toStandardError)
+        write(timeText() + " [" + std::to_string(level) + " " + std::to_string(deviceId) + "] " + text + "\n");
+}
+
+/// The library reads `errno` after it has logged.
+void hearKeepingError(int level, const long long& deviceId, const std::string& text)
+{
+    const int error = errno;
+    hear(level, deviceId, text);
+    errno = error;
+}
+
+std::string contentOf(const Descriptor& file)
+{
+    std::string text(static_cast<std::size_t>(lseek(file.number(), 0, SEEK_END)), '\0');
+    const ssize_t count = pread(file.number(), text.data(), text.size(), 0);
+    return trimmed(text.substr(0, count > 0 ? static_cast<std::size_t>(count) : 0));
+}
+
+Descriptor redirected(int number, const Descriptor& destination)
+{
+    Descriptor original(fcntl(number, F_DUPFD_CLOEXEC, 0));
+    dup2(destination.number(), number);
+    return original;
+}
+
+std::string joined(const std::string& first, const char* separator, const std::string& second)
+{
+    return first.empty() || second.empty() ? first + second : first + separator + second;
+}
+
+} // namespace
+
+void listenToLibrary(const std::string& file, bool toStandardError)
+{
+    heard.toStandardError = toStandardError || file == "-";
+    if (!file.empty() && file != "-") {
+        heard.file = Descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+        if (!heard.file.isOpen())
+            throw systemFailure(file, errno);
+    }
+    KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = hearKeepingError;
+}
+
+LibraryCall::LibraryCall()
+{
+    heard.failure.clear();
+    heard.reason.clear();
+    std::fflush(nullptr);
+    heard.kept = Descriptor(memfd_create("words", MFD_CLOEXEC));
+    heard.standardOutput = redirected(STDOUT_FILENO, heard.kept);
+    heard.standardError = redirected(STDERR_FILENO, heard.kept);
+}
+
+LibraryCall::~LibraryCall()
+{
+    std::fflush(nullptr);
+    dup2(heard.standardOutput.number(), STDOUT_FILENO);
+    dup2(heard.standardError.number(), STDERR_FILENO);
+    heard.standardOutput.close();
+    heard.standardError.close();
+    heard.words = contentOf(heard.kept);
+    heard.kept.close();
+    if (!heard.words.empty())
+        write(heard.words + "\n");
+}
+
+Failure libraryFailure(const std::string& subject)
+{
+    // Lines of level 1 are told for successes, too: without one of the others they count where there is nothing else.
+    const bool useReason = !heard.failure.empty() || heard.words.empty();
+    const std::string text = joined(heard.failure, ": ", useReason ? heard.reason : "");
+    return {statusDeviceFailed, joined(joined(subject, ": ", text), "\n", heard.words)};
+}
+
+Failure libraryFailure(const std::string& subject, const KRScsiMODiskDrive& drive)
+{
+    std::string text;
+    const unsigned long code = drive.getLastError(text);
+    if (code == 0)
+        return libraryFailure(subject);
+    return {statusDeviceFailed, joined(std::to_string(code) + ": " + text, "\n", heard.words)};
+}
+
+} // namespace tool

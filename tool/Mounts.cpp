@@ -1,0 +1,121 @@
+#include "tool/Mounts.h"
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+namespace tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The table writes blanks and backslashes as three octal digits.
+std::string unescaped(const std::string& text)
+{
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool escape = text[i] == '\\' && i + 3 < text.size();
+        result += escape ? static_cast<char>(std::stoi(text.substr(i + 1, 3), nullptr, 8)) : text[i];
+        i += escape ? 3 : 0;
+    }
+    return result;
+}
+
+/// proc(5): number, parent, device, root, directory, options, fields of any number, "-", type, source, options.
+Mount readMount(const std::string& line)
+{
+    std::istringstream words(line);
+    std::string skipped;
+    std::string device;
+    Mount mount{};
+    words >> skipped >> skipped >> device >> skipped >> mount.directory;
+    while (words >> skipped && skipped != "-") {
+    }
+    words >> skipped >> mount.source >> mount.options;
+    unsigned int majorNumber = 0;
+    unsigned int minorNumber = 0;
+    std::sscanf(device.c_str(), "%u:%u", &majorNumber, &minorNumber);
+    mount.device = makedev(majorNumber, minorNumber);
+    mount.directory = unescaped(mount.directory);
+    return mount;
+}
+
+bool leadsTo(const fs::path& link, const std::set<dev_t>& devices)
+{
+    struct stat file {};
+    if (stat(link.c_str(), &file) == -1)
+        return false;
+    return devices.count(file.st_dev) != 0 || (S_ISBLK(file.st_mode) && devices.count(file.st_rdev) != 0);
+}
+
+bool hasOpen(const fs::path& process, const std::set<dev_t>& devices)
+{
+    std::error_code error;
+    const fs::directory_iterator descriptors(process / "fd", error);
+    return leadsTo(process / "cwd", devices) || leadsTo(process / "root", devices) ||
+           leadsTo(process / "exe", devices) ||
+           std::any_of(begin(descriptors), end(descriptors),
+                       [&devices](const fs::directory_entry& entry) { return leadsTo(entry.path(), devices); });
+}
+
+} // namespace
+
+std::vector<Mount> mountTable(const std::string& process)
+{
+    std::vector<Mount> mounts;
+    std::ifstream table("/proc/" + process + "/mountinfo");
+    for (std::string line; std::getline(table, line);)
+        mounts.push_back(readMount(line));
+    return mounts;
+}
+
+std::vector<Mount> mountsOf(const std::set<dev_t>& devices, const std::string& process)
+{
+    std::vector<Mount> found;
+    const std::vector<Mount> all = mountTable(process);
+    std::copy_if(all.begin(), all.end(), std::back_inserter(found),
+                 [&devices](const Mount& mount) { return devices.count(mount.device) != 0; });
+    return found;
+}
+
+std::string mountText(const Mount& mount)
+{
+    return mount.source + " on " + mount.directory;
+}
+
+std::string processText(const std::string& process)
+{
+    std::string name;
+    std::ifstream file("/proc/" + process + "/comm");
+    std::getline(file, name);
+    return "process " + process + (name.empty() ? "" : " (" + name + ")");
+}
+
+std::string holdersOf(const std::set<dev_t>& devices)
+{
+    std::string text;
+    std::error_code error;
+    std::set<fs::path> seenNameSpaces = {fs::read_symlink("/proc/self/ns/mnt", error)};
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc", error)) {
+        const std::string process = entry.path().filename();
+        if (process.find_first_not_of("0123456789") != std::string::npos || process == std::to_string(getpid()))
+            continue;
+        if (hasOpen(entry.path(), devices))
+            text += "\n" + processText(process) + " has it open";
+        if (!seenNameSpaces.insert(fs::read_symlink(entry.path() / "ns/mnt", error)).second)
+            continue;
+        for (const Mount& mount : mountsOf(devices, process))
+            text += "\nmounted: " + mountText(mount) + " in the mount name space of " + processText(process);
+    }
+    return text;
+}
+
+} // namespace tool

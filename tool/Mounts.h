@@ -1,0 +1,35 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// One mount, as the kernel tells it.
+struct Mount {
+    dev_t device; ///< of the file system: that of the partition where it lies on one
+    std::string directory;
+    std::string source;  ///< "/dev/sdb1"
+    std::string options; ///< of the file system
+};
+
+/// The mounts in the mount name space of a process, its number or "self"; later ones hide earlier ones.
+std::vector<Mount> mountTable(const std::string& process = "self");
+
+/// Those whose file system lies on one of the devices.
+std::vector<Mount> mountsOf(const std::set<dev_t>& devices, const std::string& process = "self");
+
+/// "/dev/sdb1 on /sdb1/KRMT".
+std::string mountText(const Mount& mount);
+
+/// "process 123 (name)".
+std::string processText(const std::string& process);
+
+/// Who keeps the devices busy, as far as /proc shows, a line each: open nodes, open files and working directories,
+/// and mounts in the mount name spaces of others.
+std::string holdersOf(const std::set<dev_t>& devices);
+
+} // namespace tool
