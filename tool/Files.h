@@ -11,7 +11,10 @@ namespace tool {
 /// the other end of a copy. Whatever fails throws Failure.
 class File {
 public:
-    enum Mode { reading = 0, writing = 2 };
+    enum Mode {
+        reading = 0,
+        writing = 2
+    };
 
     /// For writing it is made where it is missing.
     File(KRScsiMODiskDrive& drive, const std::string& path, Mode mode);

@@ -94,10 +94,9 @@ void addTransfers(CLI::App& app, CommandLine& line)
     put->add_option("SOURCE", line.arguments.paths, "files and folders")->required();
     put->add_option("--to", line.arguments.to, "folder on the medium (its root); made where missing");
     put->add_flag("--no-verify", line.skipVerify, "do not read back and compare");
-    CLI::App* const get =
-        addCommand(app, line, "get", "Copies files and folders from the medium.", tool::getFiles,
-                   "Mounts the medium for the time where it is not mounted.\n"
-                   "Example: krmo get /dev/sg1 backup/monday --to /var/restored");
+    CLI::App* const get = addCommand(app, line, "get", "Copies files and folders from the medium.", tool::getFiles,
+                                     "Mounts the medium for the time where it is not mounted.\n"
+                                     "Example: krmo get /dev/sg1 backup/monday --to /var/restored");
     get->add_option("PATH", line.arguments.paths, "on the medium; / is all of it")->required();
     get->add_option("--to", line.arguments.to, "a folder that exists")->required();
     for (CLI::App* const command : {put, get})

@@ -207,8 +207,7 @@ void Transfer::compare(const CopySource& source)
             File file(_target.drive, _target.staging + "/" + entry.path, File::reading);
             file.dropCache();
             std::uint64_t sum = 0;
-            forEachBlock(file, entry.bytes,
-                         [&](std::size_t count) { sum = continuedSum(sum, _buffer.data(), count); });
+            forEachBlock(file, entry.bytes, [&](std::size_t count) { sum = continuedSum(sum, _buffer.data(), count); });
             if (sum != entry.sum)
                 throw Failure(statusDeviceFailed, "what is read back differs from what was written");
         });

@@ -59,7 +59,7 @@ std::string runCommand(const std::vector<std::string>& command, const std::strin
         become(command, inputPipe.readEnd.number(), outputPipe.writeEnd.number());
     }
     outputPipe.writeEnd.close();
-    const std::string output = readToEnd(outputPipe.readEnd.number());
+    std::string output = readToEnd(outputPipe.readEnd.number());
     int status = 0;
     checked(::waitpid(process, &status, 0), "wait for " + command[0]);
     if (status != 0) {
