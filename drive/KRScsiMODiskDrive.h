@@ -30,7 +30,8 @@
 class KRScsiMODiskDrive {
 public:
     /// What the host hears: level (-1 SCSI status, 0 backend, 1 errors and dumps, 3 traces), the identifier of the
-    /// drive that speaks (-1: none; 0: a backend), the complete message without a newline at its end.
+    /// drive that speaks (-1: none; 0: a backend), the complete message. Messages end without a newline, but for that
+    /// of the sense text; those with the output of a tool can hold several lines.
     using LogMessageCallback = void (*)(int level, const long long& deviceId, const std::string& text);
 
     /// The host's callback; null until the host stores one. Exceptions that it throws are dropped.

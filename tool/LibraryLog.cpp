@@ -44,13 +44,19 @@ std::string timeText()
     return text.data();
 }
 
+/// A log that can't be written ends nothing: there is nobody to tell.
+void writeTo(int descriptor, const std::string& text)
+{
+    const ssize_t written = ::write(descriptor, text.data(), text.size());
+    static_cast<void>(written);
+}
+
 void write(const std::string& text)
 {
-    const int error = heard.standardError.isOpen() ? heard.standardError.number() : STDERR_FILENO;
     if (heard.toStandardError)
-        static_cast<void>(!::write(error, text.data(), text.size())); // there is nobody to tell
+        writeTo(heard.standardError.isOpen() ? heard.standardError.number() : STDERR_FILENO, text);
     if (heard.file.isOpen())
-        static_cast<void>(!::write(heard.file.number(), text.data(), text.size()));
+        writeTo(heard.file.number(), text);
 }
 
 /// "Device [/dev/sg1] - text" gives "text".

@@ -157,7 +157,7 @@ int runCommand(CommandLine& line, const std::string& name)
 
 } // namespace
 
-int main(int count, char** arguments)
+int main(int count, char** arguments) // NOLINT(bugprone-exception-escape): out of memory at the start ends it
 {
     CLI::App app("Drives removable SCSI disk media: magneto-optical disks and hard disks with FAT32.", "krmo");
     CommandLine line;

@@ -186,10 +186,10 @@ void Transfer::forEachBlock(File& file, std::uint64_t bytes, Consume consume)
     }
 }
 
-void Transfer::copyFile(const std::string& from, const std::string& to, CopyEntry& entry)
+void Transfer::copyFile(const std::string& origin, const std::string& destination, CopyEntry& entry)
 {
-    File source(_target.drive, from, File::reading);
-    File target(_target.drive, to, File::writing);
+    File source(_target.drive, origin, File::reading);
+    File target(_target.drive, destination, File::writing);
     forEachBlock(source, entry.bytes, [&](std::size_t count) {
         target.write(_buffer.data(), count);
         if (_target.verify)

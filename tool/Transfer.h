@@ -40,7 +40,7 @@ private:
     void copyAll(std::vector<CopySource>& sources);
     void runGroup(const Group& group);
     void copy(CopySource& source);
-    void copyFile(const std::string& from, const std::string& to, CopyEntry& entry);
+    void copyFile(const std::string& origin, const std::string& destination, CopyEntry& entry);
     void compare(const CopySource& source);
     void publish(const CopySource& source);
     void makeDestination();

@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// Internal: the system's mount table. It is opened for update, as hosts' service accounts are set up for it, and
-/// never closed: that is how the library has always behaved, and hosts raise their descriptor limit for it.
+/// Internal: the system's mount table. It is opened for update, and never closed: both are meant so and told in the
+/// host guide. A destructor here would change what hosts count on.
 class MountTable {
 public:
     MountTable() : _stream(setmntent("/etc/mtab", "r+")) {}

@@ -57,6 +57,22 @@ std::string_view withoutTrailingSpace(std::string_view text)
     return text;
 }
 
+bool isNumber(std::string_view text)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
+}
+
+/// What fdisk prints where it is asked for cylinders: "Geometry: 255 heads, 63 sectors/track, 81 cylinders", the word
+/// in front left out by some versions. Names on the medium can hold " heads, ", too, and begin no line so.
+bool isGeometry(std::string_view line)
+{
+    Words words(line);
+    std::string_view word = words.next();
+    if (word == "Geometry:")
+        word = words.next();
+    return isNumber(word) && words.next() == "heads,";
+}
+
 /// A row of a table, by its columns.
 struct Row {
     std::string_view device; // or the number alone, in a table without names
@@ -73,7 +89,7 @@ Row readRow(std::string_view line, const std::vector<std::string_view>& columns)
     for (const std::string_view column : columns) {
         words.skipSpace();
         if (column == "Boot") { // blank, more often than not
-            if (startsWith(words.rest(), "*"))
+            if (!words.rest().empty() && !isDigit(words.rest().front()))
                 words.token();
         } else if (column == "Type" || column == "System") { // has blanks of its own and ends the row
             row.type = withoutTrailingSpace(words.rest());
@@ -91,11 +107,6 @@ Row readRow(std::string_view line, const std::vector<std::string_view>& columns)
         }
     }
     return row;
-}
-
-bool isNumber(std::string_view text)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
 }
 
 } // namespace
@@ -117,7 +128,7 @@ bool NewerFdiskListing::readLine(std::string_view line)
         _isGpt = endsWith(line, ": gpt");
     else if (startsWith(line, "Units"))
         readUnits(line);
-    else if (contains(line, " heads, "))
+    else if (isGeometry(line))
         readGeometry(line);
     else if (!readHeading(line) && _isListed)
         readPartition(line);

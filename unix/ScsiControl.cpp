@@ -85,14 +85,14 @@ const UnitCommandTexts preventAllowTexts = {
     "KRUnixMODiskImpl::PreventRemovalOfVolume caught the exception",
 };
 
-/// Sends a unit command, which has no data, and tells the outcome. `makeCdb` gets the LUN bits.
+/// Sends a unit command, which has no data, and tells the outcome. `makeCdb` gets the command, for the LUN bits.
 template <class MakeCdb>
 int sendUnitCommand(KRUnixMODiskImpl& backend, const std::string& devicePath, const UnitCommandTexts& texts,
                     MakeCdb makeCdb)
 {
     try {
         ScsiCommand command(devicePath);
-        const int status = command.send(makeCdb(command.lunBits()), nullptr, 0);
+        const int status = command.send(makeCdb(command), nullptr, 0);
         if (status == 0) {
             backend.LogEventMessage(traceLevel, texts.success);
             return 0;
@@ -110,24 +110,24 @@ int sendUnitCommand(KRUnixMODiskImpl& backend, const std::string& devicePath, co
 
 int KRUnixMODiskImpl::WaitforUnitReady(int /*timeoutSeconds*/, unsigned long* /*scratch*/)
 {
-    return sendUnitCommand(*this, _devicePath, testUnitReadyTexts, [](unsigned char lun) {
-        return Cdb{testUnitReady, lun};
+    return sendUnitCommand(*this, _devicePath, testUnitReadyTexts, [](const ScsiCommand& command) {
+        return Cdb{testUnitReady, command.lunBits()};
     });
 }
 
 int KRUnixMODiskImpl::StartStopUnit(int start, int loadEject)
 {
     const auto bits = static_cast<unsigned char>((start != 0 ? 1 : 0) | (loadEject != 0 ? 2 : 0));
-    return sendUnitCommand(*this, _devicePath, startStopTexts, [bits](unsigned char /*lun*/) {
-        return Cdb{startStopUnit, 0, 0, 0, bits}; // without the LUN, unlike the others: drives in use expect it so
+    return sendUnitCommand(*this, _devicePath, startStopTexts, [bits](const ScsiCommand& /*command*/) {
+        return Cdb{startStopUnit, 0, 0, 0, bits}; // without the LUN, unlike the others: meant so
     });
 }
 
 int KRUnixMODiskImpl::PreventRemovalOfVolume(int prevent)
 {
     const unsigned char bit = prevent != 0 ? 1 : 0;
-    return sendUnitCommand(*this, _devicePath, preventAllowTexts, [bit](unsigned char lun) {
-        return Cdb{preventAllowMediumRemoval, lun, 0, 0, bit};
+    return sendUnitCommand(*this, _devicePath, preventAllowTexts, [bit](const ScsiCommand& command) {
+        return Cdb{preventAllowMediumRemoval, command.lunBits(), 0, 0, bit};
     });
 }
 
@@ -212,7 +212,7 @@ bool KRUnixMODiskImpl::DoEject(unsigned long /*timeoutSeconds*/)
     LogEventMessage(backendLevel, "Failed to eject device :: " + getNativePath());
     errno = EINVAL;
     Err_Handler(static_cast<unsigned int>(errno));
-    command.abandon(); // not waited for: an eject that complains may hang on the drive
+    command.abandon(); // meant so: an eject that complains is not waited for
     return false;
 }
 

@@ -84,7 +84,7 @@ void takeEnvironment(const lab::RunOrder& order)
 // a build folder may have.
 std::string linkSleepLibrary()
 {
-    const std::string link = "/run/lab-short-sleeps.so";
+    std::string link = "/run/lab-short-sleeps.so";
     const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
     std::filesystem::create_symlink(self.parent_path() / "liblabsleep.so", link);
     return link;

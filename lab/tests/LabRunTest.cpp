@@ -112,18 +112,18 @@ TEST(LabRun, WritesIntoTheFolderForResults)
 
 TEST(LabRun, ShortensLongSleepsOnly)
 {
-    LabProcess process({"--drives", "0", "--short-sleeps", "--timeout", "60", "--", "sh", "-c",
-                        "sleep 1000; begin=$(date +%s%N); sleep 1; end=$(date +%s%N); "
-                        "test $((end - begin)) -ge 1000000000"});
+    const std::string script = "sleep 1000; begin=$(date +%s%N); sleep 1; end=$(date +%s%N); "
+                               "test $((end - begin)) -ge 1000000000";
+    LabProcess process({"--drives", "0", "--short-sleeps", "--timeout", "60", "--", "sh", "-c", script});
     EXPECT_EQ(0, process.wait());
 }
 
 TEST(LabRun, GivesDrivesOfTwoTypes)
 {
-    LabProcess process({"--drive", "type=disk", "--drive", "type=mo,label=gpt,fs=ext4", "--", "sh", "-c",
-                        "cat /sys/block/sda/device/type /sys/block/sdb/device/type && mkdir /disk /optical && "
-                        "mount /dev/sda1 /disk && mount /dev/sdb1 /optical && awk '/^.dev.sd/ {print $1, $3}' "
-                        "/etc/mtab"});
+    const std::string script = "cat /sys/block/sda/device/type /sys/block/sdb/device/type && mkdir /disk /optical && "
+                               "mount /dev/sda1 /disk && mount /dev/sdb1 /optical && "
+                               "awk '/^.dev.sd/ {print $1, $3}' /etc/mtab";
+    LabProcess process({"--drive", "type=disk", "--drive", "type=mo,label=gpt,fs=ext4", "--", "sh", "-c", script});
     EXPECT_EQ(0, process.wait()) << process.error();
     EXPECT_EQ("0\n7\n/dev/sda1 vfat\n/dev/sdb1 ext4\n", process.output());
 }

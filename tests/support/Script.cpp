@@ -39,17 +39,19 @@ std::string LibraryTest::recorded(const std::string& fileName)
 void LibraryTest::check(const std::string& name, const std::vector<Case>& cases)
 {
     std::string happened;
-    for (const Case& c : cases) {
+    for (const Case& test : cases) {
         reset();
-        c.given();
+        test.given();
         Backend backend("/sdb1/KRMT");
-        note("# " + c.name);
-        std::string result = "thrown", text;
+        note("# " + test.name);
+        std::string result = "thrown";
+        std::string text;
         try {
-            result = std::to_string(c.when(backend));
+            result = std::to_string(test.when(backend));
         } catch (...) {
         }
         const unsigned long code = backend.GetLastErrorCode(text);
+        result += KRUnixMODiskImpl::bExceptionCaught ? ", caught" : "";
         happened += events + "= " + result + ", " + std::to_string(code) + " " + text + "\n";
     }
     EXPECT_EQ(happened, recorded(name + ".trace"));

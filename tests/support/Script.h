@@ -33,7 +33,7 @@ inline std::string events;
 void note(const std::string& event);
 
 struct Backend : KRUnixMODiskImpl {
-    explicit Backend(const char* drive, int fd = 0) : KRUnixMODiskImpl("/dev/sg1", drive, -1, 0, true) { _handle = fd; }
+    explicit Backend(const char* drive) : KRUnixMODiskImpl("/dev/sg1", drive, -1, 0, true) {}
     using KRUnixMODiskImpl::_discMounted, KRUnixMODiskImpl::_handle, KRUnixMODiskImpl::_initialized;
     using KRUnixMODiskImpl::_logicalDrive;
 };

@@ -128,8 +128,9 @@ TEST_F(ToolTest, ABusyMediumStaysWhereItIsAndItsHolderIsNamed)
     const pid_t elsewhere = fork();
     if (elsewhere == 0) {
         const bool apart = unshare(CLONE_NEWNS) == 0 && mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-        static_cast<void>(!write(ready[1], "", apart ? 1 : 0));
-        pause();
+        if (write(ready[1], "", apart ? 1 : 0) == 1)
+            pause();
+        _exit(1);
     }
     char byte = 0;
     ASSERT_EQ(1, read(ready[0], &byte, 1));

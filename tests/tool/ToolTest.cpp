@@ -46,8 +46,8 @@ ToolResult run(const std::string& arguments, const std::string& before)
 {
     const bool good = result.status == status && result.said.find(said) != std::string::npos;
     return (good ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
-           << "ended with " << result.status << " and said\n" << result.said << "where status " << status << " and '"
-           << said << "' were awaited";
+           << "ended with " << result.status << " and said\n"
+           << result.said << "where status " << status << " and '" << said << "' were awaited";
 }
 
 ToolTest::ToolTest() : drives({200, 512, 0})

@@ -38,7 +38,8 @@ void expectSame(const std::string& one, const std::string& other)
 TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
 {
     for (int i = 0; i < 500; ++i)
-        file("tree/" + std::to_string(i % 7) + "/Grüße und ein langer Name " + std::to_string(i), i * 9U);
+        file("tree/" + std::to_string(i % 7) + "/Grüße und ein langer Name " + std::to_string(i),
+             static_cast<std::size_t>(i) * 9);
     file("tree/as long as the number of EIO", 5);
     file("tree/large", 101'000'000);
     for (const lab::DriveType type : {lab::DriveType::disk, lab::DriveType::magnetoOptical}) {

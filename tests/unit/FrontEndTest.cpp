@@ -33,24 +33,24 @@ std::string text;
 
 using Operation = std::function<long long(Drive&)>;
 const std::vector<Operation> operations = {
-    [](Drive& d) { return d.KRScsiMODiskDrive::load(); },
-    [](Drive& d) { return d.getSerialNumber(text); },
-    [](Drive& d) { return d.mount(); },
-    [](Drive& d) { return d.unmount(); },
-    [](Drive& d) { return d.unload(); },
-    [](Drive& d) { return d.createFile("/sdb1/a", 0, 1); },
-    [](Drive& d) { return d.closeHandle(-1), 0; },
-    [](Drive& d) { return d.getDiscFreeSpace(space, space); },
-    [](Drive& d) { return d.readFile(-1, data, 8); },
-    [](Drive& d) { return d.writeFile(-1, data, 8); },
-    [](Drive& d) { return errno = ENOSPC, d.createDir("a"); },
-    [](Drive& d) { return d.createDir(""); },
-    [](Drive& d) { return d.load(); },
-    [](Drive& d) { return d.eraseDisk("all"); },
-    [](Drive& d) { return d.KRScsiMODiskDrive::unload(); },
-    [](Drive& d) { return d.isMediaWORM(1, isWorm) + isWorm; },
-    [](Drive& d) { return d.getLogicalVolume(text); },
-    [](Drive& d) { return d.open(true); },
+    [](Drive& drive) { return drive.KRScsiMODiskDrive::load(); },
+    [](Drive& drive) { return drive.getSerialNumber(text); },
+    [](Drive& drive) { return drive.mount(); },
+    [](Drive& drive) { return drive.unmount(); },
+    [](Drive& drive) { return drive.unload(); },
+    [](Drive& drive) { return drive.createFile("/sdb1/a", 0, 1); },
+    [](Drive& drive) { return drive.closeHandle(-1), 0; },
+    [](Drive& drive) { return drive.getDiscFreeSpace(space, space); },
+    [](Drive& drive) { return drive.readFile(-1, data, 8); },
+    [](Drive& drive) { return drive.writeFile(-1, data, 8); },
+    [](Drive& drive) { return errno = ENOSPC, drive.createDir("a"); },
+    [](Drive& drive) { return drive.createDir(""); },
+    [](Drive& drive) { return drive.load(); },
+    [](Drive& drive) { return drive.eraseDisk("all"); },
+    [](Drive& drive) { return drive.KRScsiMODiskDrive::unload(); },
+    [](Drive& drive) { return drive.isMediaWORM(1, isWorm) ? 0 : isWorm; },
+    [](Drive& drive) { return drive.getLogicalVolume(text); },
+    [](Drive& drive) { return drive.open(true); },
 };
 
 } // namespace
@@ -85,7 +85,7 @@ TEST_F(FrontEndTest, OperationsThatFail)
         {"closed, the lookup throws something else", [] { script.throwAt = "getFD!"; }},
         {"closed", [] { script.throwAt = ""; }},
         {"the backend fails", [] {}},
-        {"the volume is not open", [&] { drive._impl = std::make_unique<Backend>("", -1); }},
+        {"the volume is not open", [&] { script.descriptor = -1, drive._impl->Init(); }},
         {"the backend throws", [&] { script.throwAt = "target!", drive._impl = std::make_unique<Thrower>(); }}};
     for (const auto& [state, prepare] : states) {
         prepare();
