@@ -10,8 +10,8 @@ constexpr long long noDevice = -1;
 
 /// Levels of the log lines. 2 is not used.
 enum LogLevel : int {
-    statusLevel = -1, ///< a SCSI command that the drive rejected
-    backendLevel = 0, ///< the Linux backend's traces and failures
+    statusLevel = -1, ///< a SCSI command that the drive rejected, but for the ready test
+    backendLevel = 0, ///< failures of the Linux backend
     errorLevel = 1,   ///< native errors, sense and data dumps
     traceLevel = 3,   ///< entry of an operation, progress
 };

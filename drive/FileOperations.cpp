@@ -24,7 +24,7 @@ int KRScsiMODiskDrive::createFile(const std::string& path, int accessMode, int o
     const int handle = OperationPattern::fileOperation<int>(*this, createFileOperation, [&](KRBaseMODiskImpl& backend) {
         return backend.create_file(path, accessMode, openExisting);
     });
-    // Reserved for backends that answer with this code: their kind would decide here. No backend needs it today.
+    // Reserved: with this code the backend's kind would decide. Nothing hangs on it today.
     if (handle == 0 && _errorCode == reservedCode)
         static_cast<void>(_impl->getImplType());
     return handle;

@@ -63,8 +63,8 @@ unsigned long KRHardDiskDrive::unload()
         return 0;
     // The text of an exception names load: hosts know it so.
     OperationPattern::guard(*this, loadOperation.exception, [this] {
-        const auto timeOut = static_cast<unsigned long>(unloadTimeOut());
-        if (!_impl->DoUnload(timeOut) || !_impl->DoEject(timeOut))
+        const auto timeOut = [this] { return static_cast<unsigned long>(unloadTimeOut()); };
+        if (!_impl->DoUnload(timeOut()) || !_impl->DoEject(timeOut()))
             OperationPattern::copyBackendError(*this);
     });
     return _errorCode;

@@ -14,24 +14,23 @@
 ///     if (!drive) ...                                                     // the log tells why
 ///     if (drive->mount() != 0) { std::string reason; drive->getLastError(reason); ... }
 ///
-/// Every operation logs its entry at level 3 and lets no exception out. Those that touch the device reset the error
-/// state first and then leave one of these in it:
+/// Every operation but the queries logs its entry at level 3, and lets no exception out. Those that touch the device
+/// reset the error state first and then leave one of these in it:
 ///
-/// | code  | text                                    | when                                                     |
-/// |-------|-----------------------------------------|----------------------------------------------------------|
-/// | 0     | as it was                               | success                                                  |
+/// | code  | text                                       | when                                                   |
+/// |-------|--------------------------------------------|--------------------------------------------------------|
+/// | 0     | as it was                                  | success                                                |
 /// | 994   | operation + "(): can't access the device." | the drive is closed, or its volume could not be opened |
-/// | 1100  | operation + "() caught the exception."  | an exception escaped from the backend                    |
-/// | other | the backend's                           | the backend failed; its last code, which can be an older one or
-/// 0 |
+/// | 1100  | operation + "() caught the exception."     | an exception escaped from the backend                  |
+/// | other | the backend's                              | the backend failed: its last code, 0 included          |
 ///
 /// A drive is used by one thread at a time. Opening, mounting, unmounting and unloading share lists of the process:
 /// only one of them may run at a time in a process, whatever the number of drives. No operation takes a lock.
 class KRScsiMODiskDrive {
 public:
-    /// What the host hears: level (-1 SCSI status, 0 backend, 1 errors and dumps, 3 traces), the identifier of the
-    /// drive that speaks (-1: none; 0: a backend), the complete message. Messages end without a newline, but for that
-    /// of the sense text; those with the output of a tool can hold several lines.
+    /// What the host hears: level (-1 SCSI status, 0 failures of the backend, 1 errors and dumps, 3 traces), the
+    /// identifier of the drive that speaks (-1: none; 0: a backend), the complete message. Messages end without a
+    /// newline, but for that of the sense text; those with the output of a tool can hold several lines.
     using LogMessageCallback = void (*)(int level, const long long& deviceId, const std::string& text);
 
     /// The host's callback; null until the host stores one. Exceptions that it throws are dropped.

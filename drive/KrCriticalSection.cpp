@@ -10,6 +10,7 @@ KrCriticalSection::KrCriticalSection() : _handle(new (std::nothrow) KrCriticalSe
 
 namespace {
 
+// A process that can't have its lock is to fail when it loads the library, not later.
 KrCriticalSection sec;
 
 } // namespace

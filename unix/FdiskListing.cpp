@@ -16,11 +16,6 @@ bool isIgnored(std::string_view line)
            contains(line, "Disk /dev/mapper") || contains(line, "doesn't contain a valid partition table");
 }
 
-unsigned long long toNumber(const std::string& text)
-{
-    return static_cast<unsigned long long>(std::strtoll(text.c_str(), nullptr, 10));
-}
-
 /// The size is that of the geometry, whatever the Disk line says; it wraps around as the record's readers know it.
 std::string geometrySize(const DiskInfo& disk)
 {
@@ -43,8 +38,6 @@ std::string takeDiskName(Words& words)
 /// Blocks of 1024 bytes as sectors. A block count with a "+" has half a block more, which is not counted.
 std::string toSectors(std::string_view blocks)
 {
-    if (!blocks.empty() && !isDigit(blocks.back()))
-        blocks.remove_suffix(1);
     return std::to_string(std::strtoull(std::string(blocks).c_str(), nullptr, 10) * 2);
 }
 

@@ -60,7 +60,7 @@ std::vector<PartInfo> KRUnixMODiskImpl::getPartDataByDiskName(const std::string&
 {
     std::vector<PartInfo> found;
     for (const PartInfo& partition : _partData) {
-        if (partition.partName.compare(0, diskName.size(), diskName) == 0)
+        if (startsWith(partition.partName, diskName))
             found.push_back(partition);
     }
     return found;

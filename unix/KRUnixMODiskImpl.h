@@ -9,7 +9,7 @@
 /// The Linux backend: drives a medium with the system's own tools (fdisk, parted, mount, umount, eject), its mount
 /// table and four SCSI commands.
 ///
-/// Needs the rights for that: root, or CAP_SYS_ADMIN, CAP_SYS_RAWIO and CAP_DAC_OVERRIDE. The tools' output is
+/// Needs the rights for that: root (the host guide tells of capabilities). The tools' output is
 /// parsed: the process runs with LC_ALL=C.
 ///
 /// The inventory (`_diskData`, `_partData`) and `bExceptionCaught` belong to the process and have no lock: one scan,
@@ -82,8 +82,8 @@ public:
     bool DoMount() override;
 
     /// Unmounts the medium from its mount directory ("umount /sdb1/KRMT").
-    /// @return false when it is not mounted there, or umount prints anything; neither sets a code. True also when
-    ///         umount could not be started, with the code set.
+    /// @return false without a code when it is not mounted there or umount prints anything; with one when the drive,
+    ///         the lookup or the mount table fails so. True also when umount could not be started, with the code set.
     bool DoUnMount() override;
 
     std::string getMountPoint() override;
@@ -171,8 +171,8 @@ public:
 
     /// Unmounts everything that the mount table shows from the disk's partitions on a directory of ours (leaf KRMT).
     /// Leaves a stream on the table open.
-    /// @return 0: the table was walked, whatever came of the unmounts; -1: it can't be opened, or the name has no
-    ///         slash.
+    /// @return 0: the table was walked, whatever came of the unmounts; -1: it can't be opened, or has an entry and the
+    ///         name no slash.
     static int unmountDevicesByDiskName(std::string diskName);
 
     /// What the last scan found.
@@ -194,6 +194,6 @@ protected:
 private:
     bool findMountDirectory(std::string& directory);
     bool findPartition();
-    bool runMount(const std::string& partition, const std::string& directory);
+    bool runMount(const std::string& fsType, const std::string& partition, const std::string& directory);
     int setRecordLock(short type);
 };

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cctype>
+#include <cstdlib>
+#include <string>
 #include <string_view>
 
 /// Internal: walking over the text that a tool printed. Nothing is copied.
@@ -23,6 +25,12 @@ inline bool contains(std::string_view text, std::string_view part)
 inline bool startsWith(std::string_view text, std::string_view start)
 {
     return text.substr(0, start.size()) == start;
+}
+
+/// The decimal number at the front of the text, 0 without one; a negative one wraps around.
+inline unsigned long long toNumber(std::string_view text)
+{
+    return static_cast<unsigned long long>(std::strtoll(std::string(text).c_str(), nullptr, 10));
 }
 
 /// Gives a text's lines, without their newlines. A last line without a newline is one, too.

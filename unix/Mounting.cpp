@@ -8,6 +8,7 @@
 #include "unix/CaughtException.h"
 #include "unix/Command.h"
 #include "unix/KRUnixMODiskImpl.h"
+#include "unix/ListingText.h"
 #include "unix/MountTable.h"
 
 namespace {
@@ -15,11 +16,6 @@ namespace {
 constexpr int mounted = 0;
 constexpr int notMounted = 1;
 constexpr int noMountTable = -1;
-
-bool beginsWith(const std::string& text, const std::string& start)
-{
-    return text.compare(0, start.size(), start) == 0;
-}
 
 /// Unmounts by device. A failure is told at the trace level, since clearing stale mounts is an attempt.
 void unmountStale(const std::string& device)
@@ -99,17 +95,18 @@ bool KRUnixMODiskImpl::mountDevice()
 {
     const std::string partition = getPartNativePath();
     const std::string directory = getMountPoint();
+    const std::string fsType = getFSType();
     const int state = checkIfAlredyMounted(partition, directory);
     if (state == mounted)
         return true;
     if (state == noMountTable || !createDirectory(directory))
         return false;
-    return runMount(partition, directory);
+    return runMount(fsType, partition, directory);
 }
 
-bool KRUnixMODiskImpl::runMount(const std::string& partition, const std::string& directory)
+bool KRUnixMODiskImpl::runMount(const std::string& fsType, const std::string& partition, const std::string& directory)
 {
-    const std::string line = "mount -t " + getFSType() + " " + partition + " " + directory;
+    const std::string line = "mount -t " + fsType + " " + partition + " " + directory;
     const std::string issuing = "Issuing Mount command :: " + line;
     LogEventMessage(traceLevel, issuing);
     errno = 0;
@@ -193,7 +190,7 @@ int KRUnixMODiskImpl::unmountDevicesByDiskName(std::string diskName)
             return -1;
         }
         // Plain prefixes: partitions of /dev/sdba count as /dev/sdb's, here as in the inventory.
-        if (beginsWith(device, diskName) && beginsWith(directory, diskName.substr(slash)) &&
+        if (startsWith(device, diskName) && startsWith(directory, diskName.substr(slash)) &&
             isOurs(directory, diskName))
             unmountStale(device);
     }

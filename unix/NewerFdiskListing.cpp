@@ -1,7 +1,6 @@
 #include "unix/NewerFdiskListing.h"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include "unix/ListingText.h"
@@ -10,14 +9,6 @@
 namespace {
 
 constexpr unsigned long long bytesInSector = 512;
-
-/// The digits at the front of the text, 0 without any.
-unsigned long long toNumber(std::string_view text)
-{
-    unsigned long long number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
-}
 
 bool endsWith(std::string_view text, std::string_view end)
 {

@@ -2,18 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <utility>
 
 #include "unix/ListingText.h"
 #include "unix/PartitionName.h"
 
 namespace {
-
-unsigned long long toNumber(std::string_view text)
-{
-    return static_cast<unsigned long long>(std::strtoll(std::string(text).c_str(), nullptr, 10));
-}
 
 /// Bytes in a sector by the disk's geometry; 0 without one.
 unsigned long long blockSize(const DiskInfo& disk)
@@ -37,8 +30,7 @@ void readPartedListing(std::string_view text, const std::string& disk, const std
     while (lines.next(line)) {
         Words words(line);
         const std::string_view number = words.token();
-        std::string name = disk + std::string(number);
-        if (number.empty() || !isDigit(number.front()) || !isDeviceName(name))
+        if (number.empty() || !isDigit(number.front()) || !isDeviceName(number))
             continue;
         const unsigned long long start = toNumber(words.next());
         const unsigned long long end = toNumber(words.next());
@@ -47,6 +39,6 @@ void readPartedListing(std::string_view text, const std::string& disk, const std
             blocks /= bytesInBlock;
         std::printf(" start = %llu, end = %llu, block_size = %llu, part blocks = %llu", start, end, bytesInBlock,
                     blocks);
-        partitions.push_back({std::move(name), std::to_string(blocks), "EFI GPT", "ee"});
+        partitions.push_back({disk + std::string(number), std::to_string(blocks), "EFI GPT", "ee"});
     }
 }

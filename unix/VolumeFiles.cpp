@@ -45,6 +45,7 @@ int KRUnixMODiskImpl::OpenVolume(bool /*openFlag*/)
 {
     constexpr int tries = 5;
     const auto log = [this](int level, const std::string& text) { LogEventMessage(level, text); };
+    LogEventMessage(traceLevel, "In call KRUnixMODiskImpl::OpenVolume().");
     try {
         for (int i = 0; i < tries; ++i) {
             LogEventMessage(traceLevel, "Goint to Open the volume.Logical Drive Name :: " + _logicalDrive);
@@ -103,7 +104,7 @@ long long KRUnixMODiskImpl::write_file(int handle, void* buffer, unsigned long l
         return 0; // where read_file gives -1: hosts depend on both
     }
     const ssize_t count = write(handle, buffer, length);
-    if (count != static_cast<ssize_t>(length)) {
+    if (count == -1 || static_cast<unsigned long>(count) != length) {
         LogEventMessage(backendLevel,
                         "Failed to write file in FAT32 Impl.: To Write :: " + std::to_string(static_cast<int>(length)) +
                             ", Wrote :: " + std::to_string(static_cast<int>(count)));

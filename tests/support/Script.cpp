@@ -10,6 +10,8 @@ static void record(int level, const long long& deviceId, const std::string& text
     const std::string prefix = "Device [/dev/sg1] -";
     const std::string shown = text.rfind(prefix, 0) == 0 ? "@" + text.substr(prefix.size()) : text;
     note(std::to_string(level) + " " + std::to_string(deviceId) + " " + shown);
+    if (script.callbackError != 0)
+        errno = script.callbackError;
 }
 
 void note(const std::string& event)
@@ -36,9 +38,15 @@ std::string LibraryTest::recorded(const std::string& fileName)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+static std::ptrdiff_t openDescriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
 void LibraryTest::check(const std::string& name, const std::vector<Case>& cases)
 {
     std::string happened;
+    const std::ptrdiff_t openBefore = openDescriptors();
     for (const Case& test : cases) {
         reset();
         test.given();
@@ -54,5 +62,6 @@ void LibraryTest::check(const std::string& name, const std::vector<Case>& cases)
         result += KRUnixMODiskImpl::bExceptionCaught ? ", caught" : "";
         happened += events + "= " + result + ", " + std::to_string(code) + " " + text + "\n";
     }
+    EXPECT_EQ(openDescriptors(), openBefore) << "what was opened is closed";
     EXPECT_EQ(happened, recorded(name + ".trace"));
 }

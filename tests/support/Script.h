@@ -20,8 +20,9 @@ struct Script {
     std::map<std::string, std::string> tools;                  ///< what command lines print; nothing when not here
     int failingCommand = 0;                                    ///< the how manyth command can't be started (EAGAIN)
     std::deque<std::optional<std::string>> mountTables = {""}; ///< one an opening, the last stays; none: EACCES
-    int heldScans = 0;                                         ///< how often the hold file is there
-    std::shared_ptr<std::string> root;                         ///< the temporary directory, which goes with it
+    int callbackError = 0;             ///< what the host's callback leaves in `errno`; 0: nothing
+    int heldScans = 0;                 ///< how often the hold file is there
+    std::shared_ptr<std::string> root; ///< the temporary directory, which goes with it
 };
 
 inline Script script;

@@ -1,5 +1,6 @@
 // The C library, as the script tells: the dynamic linker takes an executable's functions before a library's.
 
+#include <cstdarg>
 #include <fcntl.h>
 #include <mntent.h>
 #include <sys/stat.h>
@@ -60,9 +61,21 @@ int access(const char* path, int mode) noexcept
     return script.heldScans-- > 0 ? 0 : -1;
 }
 
+int endmntent(FILE* stream) noexcept
+{
+    note("table closed");
+    return fclose(stream) + 1;
+}
+
 int open(const char* path, int flags, ...)
 {
-    return openat(AT_FDCWD, redirected(path).c_str(), flags, 0666);
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if (mode != 0)
+        note("created with " + std::to_string(mode));
+    return openat(AT_FDCWD, redirected(path).c_str(), flags, mode);
 }
 
 int open64(const char* path, int flags, ...) __attribute__((alias("open")));

@@ -102,7 +102,13 @@ TEST_F(DriveControlTest, Files)
         const long long count = impl.write_file(ends[1], buffer, sizeof buffer);
         return count + close(ends[0]) + close(ends[1]);
     };
-    check("files", {{"missing", [](Backend& impl) { return impl.create_file("/sdb1", 2, 1); }},
+    const auto makeAndClose = [](Backend& impl) { return impl.close_handle(impl.create_file("/sdb1", 2, 0)); };
+    const auto changeError = [] { script.callbackError = ENOLINK; };
+    check("files", {{"made and closed", makeAndClose},
+                    {"read, a callback that changes errno", read(-2), changeError},
+                    {"write, a callback that changes errno", write(-2), changeError},
+                    {"an error number is given back as it came", [](Backend& impl) { return impl.Err_Handler(22); }},
+                    {"missing", [](Backend& impl) { return impl.create_file("/sdb1", 2, 1); }},
                     {"an unknown mode", [](Backend& impl) { return impl.create_file("/sdb1", 1, 0); }},
                     {"read, no handle", read(-1)},
                     {"read, a bad one", read(-2)},

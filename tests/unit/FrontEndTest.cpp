@@ -110,6 +110,9 @@ TEST_F(FrontEndTest, FactoryMakesHardDisksOnly)
         }
     }
     expect(recorded("factory.trace"));
+    const KRScsiMODiskDrive generic("", 0, 42, true);
+    EXPECT_EQ(generic.loadTimeOut() + 10 * generic.unloadTimeOut(), 6600);
+    EXPECT_EQ(Drive().loadTimeOut() + 10 * Drive().unloadTimeOut(), 660);
     KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = [](int, const long long&, const std::string&) { throw 1; };
     EXPECT_TRUE(Drive().open(true)) << "what the host's callback throws is dropped";
 }

@@ -69,6 +69,7 @@ TEST_F(MountTest, Directories)
                           {"a file in the way", create("/sdb/a"), fileInPlace},
                           {"two slashes at the end", create("/sdb//")},
                           {"a parent that can't be made", create("/sdb//a")},
+                          {"a callback that changes errno", create("/sdb//a"), [] { script.callbackError = ENOLINK; }},
                           {"a relative path", create("sdb")},
                           {"an empty path", create("")}});
 }
