@@ -1,0 +1,58 @@
+#include "bench/LabDrive.h"
+
+#include <stdexcept>
+#include <vector>
+
+#include <spawn.h>
+#include <sys/wait.h>
+
+namespace {
+
+constexpr int megabytes = 256;
+
+void check(unsigned long code)
+{
+    if (code != 0)
+        throw std::runtime_error("the library failed with code " + std::to_string(code));
+}
+
+} // namespace
+
+LabDrive& LabDrive::instance()
+{
+    static LabDrive drive;
+    return drive;
+}
+
+LabDrive::LabDrive() : _drives({megabytes}), _emulated(_drives.add())
+{
+    constexpr int removableHardDisk = 11001;
+    _drive.reset(
+        dynamic_cast<KRHardDiskDrive*>(KRScsiMODiskDrive::instance(removableHardDisk, _emulated.genericNode, 7, true)));
+    if (_drive == nullptr)
+        throw std::runtime_error("there is no drive");
+}
+
+void LabDrive::mount()
+{
+    check(_drive->mount());
+}
+
+void LabDrive::unmount()
+{
+    check(_drive->unmount());
+}
+
+void run(const std::vector<std::string>& command)
+{
+    std::vector<char*> arguments;
+    for (const std::string& argument : command)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    pid_t process = -1;
+    int status = -1;
+    if (posix_spawnp(&process, arguments[0], nullptr, nullptr, arguments.data(), environ) == 0)
+        waitpid(process, &status, 0);
+    if (status != 0)
+        throw std::runtime_error(command.front() + " failed");
+}

@@ -1,0 +1,126 @@
+// What comes from outside, in any shape: listings, sense data, mount tables, paths. Each target is a function below;
+// what stands before it takes the place of the system. A failed assertion ends the fuzzing, and the replay.
+
+#undef NDEBUG
+#include <algorithm>
+#include <cassert>
+#include <cerrno>
+#include <set>
+
+#include <unistd.h>
+
+#include "platform/SenseData.h"
+#include "unix/FdiskListing.h"
+#include "unix/KRUnixMODiskImpl.h"
+#include "unix/PartedListing.h"
+
+static bool isPlain(const std::string& text)
+{
+    return text.find_first_of("'\"\\$`;&|<>()[]{}*?!~#\n\t\x7f") == std::string::npos;
+}
+
+static KRUnixMODiskImpl backend("/dev/sg1", "", -1, 0, true);
+static std::string fdiskText, partedText, table;
+
+extern "C" FILE* popen(const char* line, const char* mode)
+{
+    // The names of the mount table are the kernel's own; all others are to mean nothing else to a shell.
+    assert(std::string(line).rfind("umount /dev/sdb", 0) == 0 || isPlain(line));
+    std::string& text = line[0] == 'p' ? partedText : fdiskText;
+    FILE* const stream = fmemopen(text.data(), text.size(), mode);
+    static char piece[64]; // of what arrives, from one byte on
+    std::setvbuf(stream, piece, _IOFBF, 1 + text.size() % sizeof piece);
+    return stream;
+}
+
+extern "C" int pclose(FILE* stream)
+{
+    return fclose(stream);
+}
+
+static std::string toText(const std::vector<DiskInfo>& disks, const std::vector<PartInfo>& partitions)
+{
+    std::string text;
+    for (const DiskInfo& d : disks)
+        text += d.diskName + "\n" + d.diskSize + "\n" + d.cylinders + "\n" + d.heads + "\n" + d.sectors + "\n";
+    for (const PartInfo& p : partitions) {
+        assert(isPlain(p.partName) && p.partName.find(' ') == std::string::npos);
+        text += p.partName + "\n" + p.partSize + "\n" + p.partType + "\n" + p.partId + "\n";
+    }
+    return text;
+}
+
+/// The listing of fdisk, a record separator, the listing of parted.
+static void Inventory(const std::string& input)
+{
+    fdiskText = input.substr(0, input.find('\x1e'));
+    partedText = input.substr(std::min(fdiskText.size() + 1, input.size()));
+    std::vector<DiskInfo> disks;
+    std::vector<PartInfo> partitions;
+    const auto parted = [&](const auto& disk) { return readPartedListing(partedText, disk, disks, partitions), true; };
+    FdiskListing(disks, partitions, parted).read(fdiskText);
+    assert(KRUnixMODiskImpl::scan());
+    const std::string scanned = toText(KRUnixMODiskImpl::_diskData, KRUnixMODiskImpl::_partData);
+    assert(scanned == toText(disks, partitions) || input.find('\0') != std::string::npos); // which cuts its line
+}
+
+static void Sense(const std::string& input)
+{
+    std::vector<unsigned char> data(input.begin(), input.end());
+    const scsi::SenseBytes fixed = scsi::toFixedFormat(data.data(), data.size());
+    assert(scsi::toFixedFormat(fixed.data(), fixed.size()) == fixed);
+    const std::string trimmed = backend.trimSpaces(data.data(), data.size());
+    assert(trimmed == input.substr(0, input.find_last_not_of(" \t\n\v\f\r") + 1));
+    backend.printData(data.data(), data.size());
+    data.resize(std::max<std::size_t>(data.size(), 14)); // the least that a caller has
+    backend.printSense(data.data(), data.size());
+}
+
+extern "C" FILE* setmntent(const char*, const char*) noexcept
+{
+    static FILE* stream = tmpfile();
+    fclose(stream); // the library leaves it open
+    return stream = fmemopen(table.data(), table.size(), "r");
+}
+
+static void MountTable(const std::string& input)
+{
+    table = input.substr(0, input.find('\0')) + "\n/dev/sdb1 /sdb1/KRMT vfat rw 0 0\n";
+    assert(backend.checkIfAlredyMounted("/dev/sdb1", "/sdb1/KRMT") == 0);
+    assert(KRUnixMODiskImpl::unmountDevicesByDiskName("/dev/sdb") == 0);
+}
+
+static std::set<std::string> directories; // with a slash at the end
+
+static std::string whole(const char* path)
+{
+    std::string text = path + std::string("/");
+    text.erase(std::unique(text.begin(), text.end(), [](char a, char b) { return a == '/' && b == '/'; }), text.end());
+    return text;
+}
+
+extern "C" int open(const char* path, int, ...)
+{
+    errno = std::string(path).find('?') != std::string::npos ? EIO : ENOENT;
+    return directories.count(whole(path)) != 0 ? dup(STDERR_FILENO) : -1;
+}
+
+extern "C" int mkdir(const char* path, mode_t) noexcept
+{
+    const std::string name = whole(path);
+    assert(directories.count(name.substr(0, name.rfind('/', name.size() - 2) + 1)) != 0); // parents come first
+    errno = EEXIST;
+    return directories.insert(name).second ? 0 : -1;
+}
+
+static void Directories(const std::string& path)
+{
+    directories = {"/", "/sdb1/"};
+    assert(path.empty() || !backend.createDirectory(path) || directories.count(whole(path.c_str())) != 0);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
+{
+    TARGET({data, data + size});
+    return 0;
+}
