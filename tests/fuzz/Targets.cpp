@@ -41,11 +41,12 @@ extern "C" int pclose(FILE* stream)
 static std::string toText(const std::vector<DiskInfo>& disks, const std::vector<PartInfo>& partitions)
 {
     std::string text;
-    for (const DiskInfo& d : disks)
-        text += d.diskName + "\n" + d.diskSize + "\n" + d.cylinders + "\n" + d.heads + "\n" + d.sectors + "\n";
-    for (const PartInfo& p : partitions) {
-        assert(isPlain(p.partName) && p.partName.find(' ') == std::string::npos);
-        text += p.partName + "\n" + p.partSize + "\n" + p.partType + "\n" + p.partId + "\n";
+    for (const DiskInfo& disk : disks)
+        text += disk.diskName + "\n" + disk.diskSize + "\n" + disk.cylinders + "\n" + disk.heads + "\n" + disk.sectors +
+                "\n";
+    for (const PartInfo& part : partitions) {
+        assert(isPlain(part.partName) && part.partName.find(' ') == std::string::npos);
+        text += part.partName + "\n" + part.partSize + "\n" + part.partType + "\n" + part.partId + "\n";
     }
     return text;
 }
@@ -69,11 +70,11 @@ static void Sense(const std::string& input)
     std::vector<unsigned char> data(input.begin(), input.end());
     const scsi::SenseBytes fixed = scsi::toFixedFormat(data.data(), data.size());
     assert(scsi::toFixedFormat(fixed.data(), fixed.size()) == fixed);
-    const std::string trimmed = backend.trimSpaces(data.data(), data.size());
+    const std::string trimmed = backend.trimSpaces(data.data(), static_cast<int>(data.size()));
     assert(trimmed == input.substr(0, input.find_last_not_of(" \t\n\v\f\r") + 1));
-    backend.printData(data.data(), data.size());
+    backend.printData(data.data(), static_cast<int>(data.size()));
     data.resize(std::max<std::size_t>(data.size(), 14)); // the least that a caller has
-    backend.printSense(data.data(), data.size());
+    backend.printSense(data.data(), static_cast<int>(data.size()));
 }
 
 extern "C" FILE* setmntent(const char*, const char*) noexcept
@@ -95,7 +96,8 @@ static std::set<std::string> directories; // with a slash at the end
 static std::string whole(const char* path)
 {
     std::string text = path + std::string("/");
-    text.erase(std::unique(text.begin(), text.end(), [](char a, char b) { return a == '/' && b == '/'; }), text.end());
+    const auto bothSlashes = [](char one, char next) { return one == '/' && next == '/'; };
+    text.erase(std::unique(text.begin(), text.end(), bothSlashes), text.end());
     return text;
 }
 

@@ -9,7 +9,8 @@
 
 TEST_F(LabTest, ManyMountsInOneProcess)
 {
-    constexpr std::size_t cycles = 2000, streams = 3 * cycles; // two for a mount, one for an unmount
+    constexpr std::size_t cycles = 2000;
+    constexpr std::size_t streams = 3 * cycles; // two for a mount, one for an unmount
     const rlimit limit{8192, 8192};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     const auto drive = open(drives.add().blockNode);
