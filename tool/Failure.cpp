@@ -1,9 +1,16 @@
 #include "tool/Failure.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <ctime>
+#include <iostream>
 #include <set>
+#include <sstream>
+
+#include "tool/Text.h"
 
 namespace tool {
 
@@ -15,6 +22,14 @@ sigset_t& interrupts()
     return signals;
 }
 
+bool isInterrupted()
+{
+    sigset_t pending;
+    sigpending(&pending);
+    sigandset(&pending, &pending, &interrupts());
+    return sigisemptyset(&pending) == 0;
+}
+
 } // namespace
 
 Failure systemFailure(const std::string& subject, int error)
@@ -23,12 +38,20 @@ Failure systemFailure(const std::string& subject, int error)
     return {notThere.count(error) != 0 ? statusNotThere : statusDeviceFailed, subject + ": " + std::strerror(error)};
 }
 
+void tell(std::string start, const std::string& text)
+{
+    const bool terminal = isatty(STDERR_FILENO) == 1;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line); start = "  ")
+        std::cerr << start << (terminal ? escaped(line) : line) << '\n';
+}
+
 void holdInterrupts()
 {
     sigemptyset(&interrupts());
     // Ignored besides, for the programs: they inherit both, but a shell between may clear the mask. Here a signal that
     // is blocked stays pending whatever its disposition.
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         if (std::signal(signal, SIG_IGN) != SIG_IGN)
             sigaddset(&interrupts(), signal);
     }
@@ -38,11 +61,17 @@ void holdInterrupts()
 
 void stopIfInterrupted()
 {
-    sigset_t pending;
-    sigpending(&pending);
-    sigandset(&pending, &pending, &interrupts());
-    if (sigisemptyset(&pending) == 0)
+    if (isInterrupted())
         throw Failure(statusInterrupted, "interrupted");
 }
 
 } // namespace tool
+
+/// The C library's, for the library's waits, which take up to 1000 seconds.
+extern "C" unsigned int sleep(unsigned int seconds)
+{
+    constexpr timespec second = {1, 0};
+    for (; seconds > 0 && !tool::isInterrupted(); --seconds)
+        nanosleep(&second, nullptr);
+    return seconds;
+}

@@ -26,12 +26,17 @@ private:
 /// The failure of a system call on `subject`. @param error its `errno`.
 Failure systemFailure(const std::string& subject, int error);
 
-/// Keeps INT, TERM and HUP, unless they were ignored already, to be looked for between steps. The programs that the
-/// library runs ignore them, so that a key on the terminal ends none of them halfway: a killed fdisk reads as a medium
-/// without partitions, and its mounts are cleared then.
+/// Writes to standard error, so that it can do no harm on a terminal: the first line says what failed; those that
+/// follow, why, as far as that is known. @param start what stands before the first.
+void tell(std::string start, const std::string& text);
+
+/// Keeps INT, TERM, HUP and QUIT, unless they were ignored already, to be looked for between steps. The programs that
+/// the library runs ignore them, so that a key on the terminal ends none of them halfway: a killed fdisk reads as a
+/// medium without partitions, and its mounts are cleared then.
 void holdInterrupts();
 
-/// @throws Failure once one of these signals came. It stays pending: cleaning up looks for none.
+/// @throws Failure once one of these signals came. It stays pending: cleaning up looks for none. The library's long
+/// waits end with it, too.
 void stopIfInterrupted();
 
 } // namespace tool

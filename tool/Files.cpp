@@ -1,15 +1,35 @@
 #include "tool/Files.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include "drive/KRScsiMODiskDrive.h"
 #include "tool/LibraryLog.h"
 
 namespace tool {
 
+namespace {
+
+/// Without the library, which would follow a link and wait at a FIFO that took the place of the file meanwhile.
+int openForReading(const std::string& path)
+{
+    const int handle = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (handle == -1)
+        throw systemFailure("open", errno);
+    struct stat file {};
+    if (fstat(handle, &file) == 0 && S_ISREG(file.st_mode))
+        return handle;
+    close(handle);
+    throw Failure(statusDeviceFailed, "is not a file any more");
+}
+
+} // namespace
+
 File::File(KRScsiMODiskDrive& drive, const std::string& path, Mode mode)
-    : _drive(drive), _handle(drive.createFile(path, mode, 0))
+    : _drive(drive), _handle(mode == reading ? openForReading(path) : drive.createFile(path, mode, 0))
 {
     if (_handle <= 0)
         throw libraryFailure("open", drive);

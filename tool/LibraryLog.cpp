@@ -53,8 +53,9 @@ void writeTo(int descriptor, const std::string& text)
 
 void write(const std::string& text)
 {
+    const int standardError = heard.standardError.isOpen() ? heard.standardError.number() : STDERR_FILENO;
     if (heard.toStandardError)
-        writeTo(heard.standardError.isOpen() ? heard.standardError.number() : STDERR_FILENO, text);
+        writeTo(standardError, isatty(standardError) == 1 ? escapedLines(text) : text);
     if (heard.file.isOpen())
         writeTo(heard.file.number(), text);
 }
@@ -121,6 +122,8 @@ LibraryCall::LibraryCall()
     heard.reason.clear();
     std::fflush(nullptr);
     heard.kept = Descriptor(memfd_create("words", MFD_CLOEXEC));
+    if (!heard.kept.isOpen())
+        throw systemFailure("memory", errno);
     heard.standardOutput = redirected(STDOUT_FILENO, heard.kept);
     heard.standardError = redirected(STDERR_FILENO, heard.kept);
 }

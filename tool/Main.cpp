@@ -1,11 +1,7 @@
 // krmo: the library's operations by hand.
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdlib>
-#include <iostream>
-#include <sstream>
 
 #include "tool/Commands.h"
 #include "tool/Failure.h"
@@ -88,13 +84,15 @@ void addTransfers(CLI::App& app, CommandLine& line)
     CLI::App* const put = addCommand(
         app, line, "put", "Copies files and folders onto the medium.", tool::putFiles,
         "Checks space and names first. Under a final name there is always a whole copy, flushed and compared with\n"
-        "what is read back; an interrupt leaves the finished SOURCEs and nothing else. Symbolic links are refused.\n"
+        "what is read back; an interrupt leaves the finished SOURCEs and nothing else. Symbolic links are refused;\n"
+        "times, owners and modes are not kept.\n"
         "Mounts the medium for the time where it is not mounted.\n"
         "Example: krmo put /dev/sg1 /var/backup/monday --to backup");
     put->add_option("SOURCE", line.arguments.paths, "files and folders")->required();
     put->add_option("--to", line.arguments.to, "folder on the medium (its root); made where missing");
     put->add_flag("--no-verify", line.skipVerify, "do not read back and compare");
     CLI::App* const get = addCommand(app, line, "get", "Copies files and folders from the medium.", tool::getFiles,
+                                     "Times, owners and modes are not kept.\n"
                                      "Mounts the medium for the time where it is not mounted.\n"
                                      "Example: krmo get /dev/sg1 backup/monday --to /var/restored");
     get->add_option("PATH", line.arguments.paths, "on the medium; / is all of it")->required();
@@ -125,14 +123,9 @@ void setEnvironment()
     setenv("PATH", (std::string(path != nullptr ? path : "/usr/bin:/bin") + ":/usr/sbin:/sbin").c_str(), 1);
 }
 
-/// The first line says what failed; those that follow, why, as far as that is known.
 int fail(const std::string& command, const std::string& text, int status)
 {
-    const bool terminal = isatty(STDERR_FILENO) == 1;
-    std::string start = "krmo: " + command + ": ";
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line); start = "  ")
-        std::cerr << start << (terminal ? tool::escaped(line) : line) << '\n';
+    tool::tell("krmo: " + command + ": ", text);
     return status;
 }
 

@@ -22,7 +22,7 @@ using nlohmann::ordered_json;
 
 namespace {
 
-constexpr const char* stagingName = "/.krmo-incomplete";
+constexpr const char* stagingName = ".krmo-incomplete";
 
 /// A path on the medium, below its root: without "." and "..", empty for the root itself.
 std::string pathOnMedium(const std::string& path)
@@ -36,6 +36,18 @@ std::string pathOnMedium(const std::string& path)
 std::string below(const std::string& root, const std::string& path)
 {
     return path.empty() ? root : root + "/" + path;
+}
+
+bool isStagingName(const std::string& name)
+{
+    return folded(name) == folded(stagingName);
+}
+
+/// What is below it is removed in the end. @param path on the medium.
+void requireOutsideStaging(const std::string& path)
+{
+    if (isStagingName(path.substr(0, path.find('/'))))
+        throw Failure(statusWrongUse, path + ": the name is taken for what is not complete");
 }
 
 std::uint64_t bytesOf(const std::vector<CopySource>& sources)
@@ -78,8 +90,10 @@ std::vector<std::string> wantedPaths(const std::vector<std::string>& paths, cons
     for (const std::string& path : paths) {
         const std::string onMedium = pathOnMedium(path);
         if (onMedium.empty())
-            for (const fs::directory_entry& entry : fs::directory_iterator(root))
-                wanted.push_back(entry.path());
+            for (const fs::directory_entry& entry : fs::directory_iterator(root)) {
+                if (!isStagingName(entry.path().filename()))
+                    wanted.push_back(entry.path());
+            }
         else
             wanted.push_back(below(root, onMedium));
     }
@@ -154,15 +168,19 @@ void putFiles(const Arguments& arguments, Output& output)
         requireFatName(name);
     std::vector<CopySource> sources = planSources(arguments.paths);
     requireFat(sources);
+    for (const CopySource& source : sources)
+        requireOutsideStaging(folder.empty() ? source.name : folder);
     Progress progress(output.quiet());
     progress.expect(bytesOf(sources) * (arguments.verify ? 2 : 1));
 
     Volume volume(drive);
     MountedVolume medium(volume);
     const std::string root = medium.root();
+    const std::string staging = below(root, stagingName);
     medium.run([&] {
-        Transfer({volume.drive(), medium.rootDescriptor(), root + stagingName, below(root, folder),
-                  availableBytes(volume.drive()), arguments.verify, arguments.force},
+        fs::remove_all(staging); // of a run that was killed
+        Transfer({volume.drive(), medium.rootDescriptor(), staging, below(root, folder), availableBytes(volume.drive()),
+                  arguments.verify, arguments.force},
                  progress)
             .run(sources);
     });
@@ -185,7 +203,7 @@ void getFiles(const Arguments& arguments, Output& output)
     medium.run([&] {
         sources = planSources(wantedPaths(arguments.paths, medium.root()));
         progress.expect(bytesOf(sources));
-        const std::string staging = to + stagingName + "." + std::to_string(getpid());
+        const std::string staging = to + "/" + stagingName + ".XXXXXX"; // others may write there, and must not guess it
         Transfer({volume.drive(), folder.number(), staging, to, availableBytes(folder), false, arguments.force},
                  progress)
             .run(sources);

@@ -1,5 +1,6 @@
 #include "tool/Mounts.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -50,20 +51,21 @@ Mount readMount(const std::string& line)
 
 bool leadsTo(const fs::path& link, const std::set<dev_t>& devices)
 {
-    struct stat file {};
-    if (stat(link.c_str(), &file) == -1)
+    struct statx file {};
+    if (statx(AT_FDCWD, link.c_str(), AT_STATX_DONT_SYNC, STATX_TYPE, &file) == -1) // a server may be away
         return false;
-    return devices.count(file.st_dev) != 0 || (S_ISBLK(file.st_mode) && devices.count(file.st_rdev) != 0);
+    return devices.count(makedev(file.stx_dev_major, file.stx_dev_minor)) != 0 ||
+           (S_ISBLK(file.stx_mode) && devices.count(makedev(file.stx_rdev_major, file.stx_rdev_minor)) != 0);
 }
 
 bool hasOpen(const fs::path& process, const std::set<dev_t>& devices)
 {
-    std::error_code error;
-    const fs::directory_iterator descriptors(process / "fd", error);
-    return leadsTo(process / "cwd", devices) || leadsTo(process / "root", devices) ||
-           leadsTo(process / "exe", devices) ||
-           std::any_of(begin(descriptors), end(descriptors),
-                       [&devices](const fs::directory_entry& entry) { return leadsTo(entry.path(), devices); });
+    std::error_code error; // the process may end meanwhile
+    for (fs::directory_iterator entry(process / "fd", error); entry != end(entry); entry.increment(error)) {
+        if (leadsTo(entry->path(), devices))
+            return true;
+    }
+    return leadsTo(process / "cwd", devices) || leadsTo(process / "root", devices) || leadsTo(process / "exe", devices);
 }
 
 } // namespace
@@ -104,13 +106,13 @@ std::string holdersOf(const std::set<dev_t>& devices)
     std::string text;
     std::error_code error;
     std::set<fs::path> seenNameSpaces = {fs::read_symlink("/proc/self/ns/mnt", error)};
-    for (const fs::directory_entry& entry : fs::directory_iterator("/proc", error)) {
-        const std::string process = entry.path().filename();
+    for (fs::directory_iterator entry("/proc", error); entry != end(entry); entry.increment(error)) {
+        const std::string process = entry->path().filename();
         if (process.find_first_not_of("0123456789") != std::string::npos || process == std::to_string(getpid()))
             continue;
-        if (hasOpen(entry.path(), devices))
+        if (hasOpen(entry->path(), devices))
             text += "\n" + processText(process) + " has it open";
-        if (!seenNameSpaces.insert(fs::read_symlink(entry.path() / "ns/mnt", error)).second)
+        if (!seenNameSpaces.insert(fs::read_symlink(entry->path() / "ns/mnt", error)).second)
             continue;
         for (const Mount& mount : mountsOf(devices, process))
             text += "\nmounted: " + mountText(mount) + " in the mount name space of " + processText(process);

@@ -62,7 +62,7 @@ void Output::table(const std::vector<std::vector<std::string>>& rows)
 
 void Output::document(const ordered_json& document)
 {
-    line(document.dump(2));
+    line(document.dump(2, ' ', _terminal));
 }
 
 void Output::finish()

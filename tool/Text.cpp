@@ -60,6 +60,16 @@ std::string escaped(std::string_view text)
     return result;
 }
 
+std::string escapedLines(std::string_view text)
+{
+    std::string result;
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        result += escaped(text.substr(0, end)) + '\n';
+        text.remove_prefix(end + 1);
+    }
+    return result + escaped(text);
+}
+
 std::string folded(std::string_view text)
 {
     std::string result;

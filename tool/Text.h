@@ -14,6 +14,9 @@ bool isUtf8(std::string_view text);
 /// The text for a terminal: what is not printable there, and bytes that are no UTF-8, as \xNN.
 std::string escaped(std::string_view text);
 
+/// The same for lines, which stay lines.
+std::string escapedLines(std::string_view text);
+
 /// The text in lower case.
 std::string folded(std::string_view text);
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <set>
@@ -48,14 +49,59 @@ void onFile(const std::string& path, Step step)
     }
 }
 
-/// Gives a new file or folder its name. What has the name already changes places with it: there is no moment without
-/// a whole one. Where a file system can't do that, a file still takes the place of a file.
-void rename(const std::string& fresh, const std::string& final)
+Failure thereAlready(const fs::path& path)
 {
+    return {statusWrongUse, path.filename().string() + " is there already; --force replaces it"};
+}
+
+/// By its FAT short name a file is found under a name that is not its own, and must not be replaced.
+void requireOwnName(const fs::path& path)
+{
+    const std::string name = folded(path.filename().string());
+    const fs::directory_iterator entries(path.parent_path());
+    if (isThere(path) && std::none_of(begin(entries), end(entries), [&name](const fs::directory_entry& entry) {
+            return folded(entry.path().filename().string()) == name;
+        }))
+        throw Failure(statusWrongUse, path.filename().string() + " is the short name of another file");
+}
+
+/// Gives a new file or folder its name, unless that is taken.
+void name(const std::string& fresh, const std::string& final)
+{
+    if (renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, final.c_str(), RENAME_NOREPLACE) == 0)
+        return;
+    if (errno == EEXIST || isThere(final))
+        throw thereAlready(final);
+    if (errno != EINVAL || std::rename(fresh.c_str(), final.c_str()) == -1)
+        throw systemFailure(final, errno);
+}
+
+/// What has the name already changes places with the new one: there is no moment without a whole one. Where a file
+/// system can't do that, a file still takes the place of a file.
+void replace(const std::string& fresh, const std::string& final)
+{
+    requireOwnName(final);
     if (isThere(final) && renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, final.c_str(), RENAME_EXCHANGE) == 0)
         return;
     if (std::rename(fresh.c_str(), final.c_str()) == -1)
         throw systemFailure(final, errno);
+}
+
+/// A short name may lead into the temporary folder as well, which is removed in the end.
+void requireOutside(const fs::path& staging, const fs::path& destination)
+{
+    std::error_code error;
+    for (fs::path folder = destination; folder.has_relative_path(); folder = folder.parent_path()) {
+        if (fs::equivalent(folder, staging, error))
+            throw Failure(statusWrongUse, folder.filename().string() + " is the short name of the temporary folder");
+    }
+}
+
+/// What is copied gets files of its own: two names may lead to one, and which do is up to the file system.
+void requireFresh(const std::string& path)
+{
+    if (isThere(path))
+        throw Failure(statusWrongUse, "has the same name as another one there");
 }
 
 } // namespace
@@ -67,10 +113,9 @@ Transfer::Transfer(const TransferTarget& target, Progress& progress)
 
 void Transfer::run(std::vector<CopySource>& sources)
 {
-    fs::remove_all(_target.staging); // of a run that was killed
-    requireFreeNames(sources);
-    requireSpace(sources);
     try {
+        requireFreeNames(sources);
+        requireSpace(sources);
         requireStorableNames(sources);
         copyAll(sources);
     } catch (const std::exception& failure) {
@@ -83,9 +128,21 @@ void Transfer::run(std::vector<CopySource>& sources)
 
 void Transfer::requireFreeNames(const std::vector<CopySource>& sources) const
 {
+    fs::path folder = _target.folder;
+    while (!isThere(folder))
+        folder = folder.parent_path();
+    if (!fs::is_directory(folder))
+        throw Failure(statusWrongUse, folder.string() + " is not a folder");
+    std::set<std::string> names;
     for (const CopySource& source : sources) {
-        if (!_target.force && isThere(_target.folder + "/" + source.name))
-            throw Failure(statusWrongUse, source.name + " is there already; --force replaces it");
+        const std::string path = _target.folder + "/" + source.name;
+        if (!names.insert(source.name).second)
+            throw Failure(statusWrongUse, "two are named " + source.name);
+        if (!isThere(path))
+            continue;
+        if (!_target.force)
+            throw thereAlready(path);
+        requireOwnName(path);
     }
 }
 
@@ -102,21 +159,33 @@ void Transfer::requireSpace(const std::vector<CopySource>& sources) const
 
 /// Whether a name beyond ASCII can be stored is up to the mount's character set; the kernel is asked before any data
 /// are written.
-void Transfer::requireStorableNames(const std::vector<CopySource>& sources) const
+void Transfer::requireStorableNames(const std::vector<CopySource>& sources)
 {
     std::set<std::string> names;
     for (const CopySource& source : sources) {
         for (const CopyEntry& entry : source.entries)
             names.insert(entry.name());
     }
-    makeFolder(_target.drive, _target.staging);
+    makeStaging();
+    requireOutside(_staging, _target.folder);
     for (const std::string& name : names) {
         if (std::all_of(name.begin(), name.end(), [](char character) { return (character & 0x80) == 0; }))
             continue;
-        const std::string path = _target.staging + "/" + name;
+        const std::string path = _staging + "/" + name;
         onFile(name, [&] { File(_target.drive, path, File::writing); });
         unlink(path.c_str());
     }
+    fs::remove_all(_staging);
+}
+
+/// Before each group, after which it is removed: a medium that turns write-protected later keeps none.
+void Transfer::makeStaging()
+{
+    _staging = _target.staging;
+    if (_staging.back() != 'X')
+        makeFolder(_target.drive, _staging);
+    else if (mkdtemp(_staging.data()) == nullptr)
+        throw systemFailure(_staging, errno);
 }
 
 /// One by one, small SOURCEs would take a flush each; a large one must not keep those before it from their names.
@@ -136,7 +205,7 @@ void Transfer::copyAll(std::vector<CopySource>& sources)
 
 void Transfer::runGroup(const Group& group)
 {
-    makeFolder(_target.drive, _target.staging);
+    makeStaging();
     _progress.begin("writing");
     for (CopySource* const source : group)
         copy(*source);
@@ -149,7 +218,7 @@ void Transfer::runGroup(const Group& group)
     }
     for (const CopySource* const source : group)
         publish(*source);
-    fs::remove_all(_target.staging);
+    fs::remove_all(_staging);
     flush();
 }
 
@@ -157,12 +226,14 @@ void Transfer::copy(CopySource& source)
 {
     for (CopyEntry& entry : source.entries) {
         const std::string path = source.pathOf(entry);
+        const std::string destination = _staging + "/" + entry.path;
         stopIfInterrupted();
         onFile(path, [&] {
+            requireFresh(destination);
             if (entry.folder)
-                makeFolder(_target.drive, _target.staging + "/" + entry.path);
+                makeFolder(_target.drive, destination);
             else
-                copyFile(path, _target.staging + "/" + entry.path, entry);
+                copyFile(path, destination, entry);
         });
     }
 }
@@ -204,7 +275,7 @@ void Transfer::compare(const CopySource& source)
             continue;
         stopIfInterrupted();
         onFile("copy of " + source.pathOf(entry), [&] {
-            File file(_target.drive, _target.staging + "/" + entry.path, File::reading);
+            File file(_target.drive, _staging + "/" + entry.path, File::reading);
             file.dropCache();
             std::uint64_t sum = 0;
             forEachBlock(file, entry.bytes, [&](std::size_t count) { sum = continuedSum(sum, _buffer.data(), count); });
@@ -218,7 +289,7 @@ void Transfer::publish(const CopySource& source)
 {
     stopIfInterrupted();
     makeDestination();
-    rename(_target.staging + "/" + source.name, _target.folder + "/" + source.name);
+    (_target.force ? replace : name)(_staging + "/" + source.name, _target.folder + "/" + source.name);
     ++_finished;
 }
 
@@ -241,7 +312,7 @@ void Transfer::flush() const
 std::string Transfer::withdraw()
 {
     try {
-        fs::remove_all(_target.staging);
+        fs::remove_all(_staging);
         for (const std::string& folder : _newFolders)
             rmdir(folder.c_str()); // fails where a SOURCE is in it already
     } catch (const std::exception& failure) {

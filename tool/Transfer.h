@@ -13,7 +13,7 @@ namespace tool {
 struct TransferTarget {
     KRScsiMODiskDrive& drive; ///< through which files are read and written
     int root;                 ///< a descriptor on the file system that is written to
-    std::string staging;      ///< the temporary folder, on the same file system
+    std::string staging;      ///< the temporary folder, on the same file system; "XXXXXX" at its end becomes unique
     std::string folder;       ///< the destination, made when the first SOURCE is ready
     std::uint64_t available;  ///< bytes
     bool verify;              ///< read everything back and compare
@@ -36,7 +36,8 @@ private:
 
     void requireFreeNames(const std::vector<CopySource>& sources) const;
     void requireSpace(const std::vector<CopySource>& sources) const;
-    void requireStorableNames(const std::vector<CopySource>& sources) const;
+    void requireStorableNames(const std::vector<CopySource>& sources);
+    void makeStaging();
     void copyAll(std::vector<CopySource>& sources);
     void runGroup(const Group& group);
     void copy(CopySource& source);
@@ -52,6 +53,7 @@ private:
 
     TransferTarget _target;
     Progress& _progress;
+    std::string _staging;                 ///< as it was made
     std::vector<std::string> _newFolders; ///< of the destination, the innermost first
     std::vector<char> _buffer;
     std::size_t _finished = 0;

@@ -1,12 +1,13 @@
 #include "tool/Volume.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
 #include "tool/LibraryLog.h"
 #include "tool/Mounts.h"
@@ -53,6 +54,13 @@ dev_t deviceOn(const std::string& directory)
     return found == table.rend() ? 0 : found->device;
 }
 
+/// The mount would go where the link leads, and be found neither here nor by the library.
+void requireNoLink(const std::filesystem::path& path)
+{
+    if (std::filesystem::is_symlink(path))
+        throw Failure(statusDeviceFailed, path.string() + " is a symbolic link, and nothing is mounted on one");
+}
+
 } // namespace
 
 Volume::Volume(const Drive& drive) : _drive(drive), _library(openByFactory(drive.name))
@@ -81,12 +89,17 @@ Descriptor Volume::openMounted() const
         throw systemFailure(_directory, errno);
     if (!isMounted() || _devices.count(folder.st_dev) == 0)
         throw Failure(statusDeviceFailed, "the medium is not mounted on " + _directory);
+    struct statfs system {};
+    if (fstatfs(root.number(), &system) == -1 || system.f_type != MSDOS_SUPER_MAGIC)
+        throw Failure(statusDeviceFailed, "the file system on " + _directory + " is not FAT");
     return root;
 }
 
 void Volume::mount()
 {
     requirePresent(_drive);
+    requireNoLink(_directory);
+    requireNoLink(std::filesystem::path(_directory).parent_path());
     {
         const LibraryCall call;
         _library->mount();
@@ -131,8 +144,8 @@ MountedVolume::~MountedVolume()
 {
     try {
         finish();
-    } catch (const Failure& failure) {
-        std::fprintf(stderr, "krmo: %s\n", failure.what());
+    } catch (const std::exception& failure) {
+        tell("krmo: ", failure.what());
     }
 }
 

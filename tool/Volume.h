@@ -29,7 +29,7 @@ public:
     bool isMounted() const;
 
     /// Opens the mount directory, and through it what is mounted there.
-    /// @throws Failure unless that is a partition of this very drive.
+    /// @throws Failure unless that is a partition of this very drive, with FAT.
     Descriptor openMounted() const;
 
     /// @throws Failure unless the medium is mounted in the end.

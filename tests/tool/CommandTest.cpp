@@ -112,6 +112,24 @@ TEST_F(ToolTest, ToolsThatAreMissingOrInterruptedDoNoHarm)
     EXPECT_TRUE(fs::is_empty(directoryOf(drive)));
 }
 
+TEST_F(ToolTest, AMountDirectoryThatLeadsElsewhereIsNotUsed)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive other = drives.add({lab::DriveType::disk, lab::Label::dos, lab::FileSystem::ext4});
+    const fs::path directory = directoryOf(drive);
+    for (const fs::path& link : {directory, directory.parent_path()}) {
+        fs::remove_all(link);
+        fs::create_directories(link.parent_path());
+        fs::create_directory_symlink(folder + "/back", link);
+        EXPECT_TRUE(ended(run("mount " + drive.genericNode), 1, link.string() + " is a symbolic link"));
+        EXPECT_ANY_THROW(lab::runCommand({"umount", folder + "/back"}));
+        fs::remove(link);
+    }
+    fs::create_directories(directoryOf(other));
+    lab::runCommand({"mount", other.partitionNode(1), directoryOf(other)});
+    EXPECT_TRUE(ended(run("ls " + other.genericNode), 1, "is not FAT"));
+}
+
 TEST_F(ToolTest, ABusyMediumStaysWhereItIsAndItsHolderIsNamed)
 {
     const lab::EmulatedDrive drive = drives.add();

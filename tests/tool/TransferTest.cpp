@@ -70,9 +70,48 @@ TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
     expectSame(folder + "/tree/file", folder + "/back/file");
 }
 
+TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    const std::string put = "put " + drive.genericNode + " " + folder;
+    for (const char* const name : {"a/x", "b/x", "longfilename.txt", "LONGFI~1.TXT", ".krmo-incomplete/x"})
+        file(name, std::string(name).size());
+    ASSERT_TRUE(ended(run(put + "/a " + folder + "/b"), 0));
+    const struct {
+        std::string arguments;
+        const char* said;
+    } cases[] = {
+        {"get " + drive.genericNode + " a/x b/x --force --to " + folder + "/back", "two are named x"},
+        {put + "/longfilename.txt " + folder + "/LONGFI~1.TXT", "same name"},
+        {put + "/longfilename.txt --quiet --to b && " KRMO_TOOL " " + put + "/LONGFI~1.TXT --to b --force",
+         "short name"},
+        {put + "/a --to .krmo-incomplete", "is taken"},
+        {put + "/a --to .KRMO-Incomplete/deeper", "is taken"},
+        {put + "/a --to KRMO-I~1/deeper", "short name"},
+        {put + "/.krmo-incomplete", "is taken"},
+        {put + "/a --to a/x", "is not a folder"},
+        {put + "/b --to a/x/deeper", "is not a folder"},
+    };
+    for (const auto& one : cases)
+        EXPECT_TRUE(ended(run(one.arguments), 2, one.said)) << one.arguments;
+    EXPECT_EQ("a a/x b b/longfilename.txt b/x ", contentOf(drive));
+    EXPECT_TRUE(fs::is_empty(folder + "/back"));
+}
+
+TEST_F(ToolTest, AFileThatAppearsMeanwhileStays)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    putAndStop(drive);
+    const std::string other = directoryOf(drive) + "/to/large";
+    fs::copy_file(folder + "/small", other);
+    EXPECT_TRUE(ended(finishPut(), 2, "large is there already"));
+    ASSERT_TRUE(ended(run("get " + drive.genericNode + " to/large --to " + folder + "/back"), 0));
+    expectSame(folder + "/small", folder + "/back/large");
+}
+
 TEST_F(ToolTest, AnInterruptLeavesWhatIsFinishedAndNothingElse)
 {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         const lab::EmulatedDrive drive = drives.add();
         putAndStop(drive);
         EXPECT_TRUE(ended(run("ls " + drive.genericNode), 1, "process " + std::to_string(put) + " (krmo)"));
@@ -88,6 +127,7 @@ TEST_F(ToolTest, WhatAKilledOneLeftIsClearedAndItsMountStays)
     const lab::EmulatedDrive drive = drives.add();
     putAndStop(drive);
     EXPECT_TRUE(ended(finishPut(SIGKILL), 128 + SIGKILL));
+    EXPECT_TRUE(ended(run("get " + drive.genericNode + " / --to " + folder + "/back"), 0, "1 files"));
     EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + folder + "/small"), 0));
     EXPECT_TRUE(ended(run("unmount " + drive.genericNode), 0));
     EXPECT_EQ("small to to/small ", contentOf(drive));
