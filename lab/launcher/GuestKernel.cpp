@@ -15,7 +15,8 @@ namespace {
 
 constexpr int lineInKernel = 3; // the descriptor that the kernel is told to use as its first serial line
 
-// The init is named through a link, for the kernel's command line ends an argument at any blank.
+// The init is named through a link, for the kernel's command line ends an argument at any blank; and so does the
+// dynamic linker with what it is to preload.
 std::vector<std::string> kernelArguments(const GuestKernel::Settings& settings, const std::string& folder)
 {
     return {settings.kernel, "mem=" + std::to_string(settings.memoryMegabytes) + "M",
@@ -52,6 +53,7 @@ Descriptor movedUp(const Descriptor& descriptor)
 GuestKernel::GuestKernel(const Settings& settings)
 {
     std::filesystem::create_symlink(settings.init, _folder.path() + "/init");
+    std::filesystem::create_symlink(settings.preload, _folder.path() + "/preload.so");
     int ends[2];
     checked(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), "make the line to the kernel");
     _line = Descriptor(ends[0]);
@@ -61,7 +63,8 @@ GuestKernel::GuestKernel(const Settings& settings)
     _console = std::move(console.readEnd);
 
     const Arguments arguments(kernelArguments(settings, _folder.path()));
-    const Arguments environment({"TMPDIR=" + settings.memoryFolder, "HOME=" + _folder.path(), "PATH=/usr/bin:/bin"});
+    const Arguments environment({"TMPDIR=" + settings.memoryFolder, "HOME=" + _folder.path(), "PATH=/usr/bin:/bin",
+                                 "LD_PRELOAD=" + _folder.path() + "/preload.so"});
     _keeper = std::make_unique<Keeper>(
         [&] { becomeKernel(lineInside.number(), consoleInside.number(), arguments, environment); });
 }

@@ -16,6 +16,7 @@ public:
         std::string kernel;       ///< the program that is the kernel
         std::string memoryFolder; ///< where the file lies that is its memory
         std::string init;         ///< absolute path
+        std::string preload;      ///< absolute path of a library for the kernel's own process
         int memoryMegabytes;
     };
 

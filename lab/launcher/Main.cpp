@@ -55,7 +55,8 @@ int runLab(const std::vector<std::string>& arguments)
     }
     checkResults(options.results);
     lab::GuestKernel kernel({lab::findKernel(), lab::memoryFolder(options.memoryMegabytes),
-                             lab::besideThisProgram("lab-init"), options.memoryMegabytes});
+                             lab::besideThisProgram("lab-init"), lab::besideThisProgram("liblabregisters.so"),
+                             options.memoryMegabytes});
     const lab::RunOrder order = orderFor(arguments);
     return lab::Session(kernel, options, order).run();
 }
