@@ -1,5 +1,6 @@
 #include "unix/FdiskListing.h"
 
+#include <charconv>
 #include <cstdlib>
 #include <utility>
 
@@ -24,7 +25,7 @@ std::string geometrySize(const DiskInfo& disk)
 }
 
 /// Takes the disk's name; the cursor stands behind its colon then.
-std::string takeDiskName(Words& words)
+std::string_view takeDiskName(Words& words)
 {
     words.token(); // "Disk"
     std::string_view name = words.next();
@@ -32,13 +33,25 @@ std::string takeDiskName(Words& words)
         name.remove_suffix(1);
     else if (!name.empty())
         words.skipPast(':');
-    return std::string(name);
+    return name;
 }
 
 /// Blocks of 1024 bytes as sectors. A block count with a "+" has half a block more, which is not counted.
 std::string toSectors(std::string_view blocks)
 {
-    return std::to_string(std::strtoull(std::string(blocks).c_str(), nullptr, 10) * 2);
+    unsigned long long number = 0;
+    if (std::from_chars(blocks.data(), blocks.data() + blocks.size(), number).ec != std::errc())
+        number = std::strtoull(std::string(blocks).c_str(), nullptr, 10);
+    return std::to_string(number * 2);
+}
+
+std::size_t countDisks(std::string_view text)
+{
+    constexpr std::string_view start = "\nDisk /";
+    std::size_t disks = 0;
+    for (std::size_t at = text.find(start); at != std::string_view::npos; at = text.find(start, at + start.size()))
+        ++disks;
+    return disks;
 }
 
 } // namespace
@@ -50,6 +63,9 @@ FdiskListing::FdiskListing(std::vector<DiskInfo>& disks, std::vector<PartInfo>& 
 
 bool FdiskListing::read(std::string_view text)
 {
+    const std::size_t disks = countDisks(text); // of many, moving the records would cost more than counting does
+    _disks.reserve(_disks.size() + disks);
+    _partitions.reserve(_partitions.size() + disks);
     Lines lines(text);
     std::string_view line;
     while (lines.next(line)) {
@@ -61,19 +77,19 @@ bool FdiskListing::read(std::string_view text)
 
 bool FdiskListing::readLine(std::string_view line, Lines& lines)
 {
-    if (isIgnored(line))
+    const bool isDisk = startsWith(line, "Disk");
+    if ((!isDisk && !startsWith(line, "/dev/")) || isIgnored(line))
         return true;
-    if (startsWith(line, "Disk"))
-        readDisk(line, lines);
-    else if (startsWith(line, "/dev/"))
+    if (!isDisk)
         return readPartition(line);
+    readDisk(line, lines);
     return true;
 }
 
 void FdiskListing::readDisk(std::string_view line, Lines& lines)
 {
     Words words(line);
-    DiskInfo disk;
+    DiskInfo& disk = _disks.emplace_back();
     disk.diskName = takeDiskName(words);
     if (contains(words.rest(), "bytes")) { // then the next line, whatever it is, has the geometry
         std::string_view geometry;
@@ -86,7 +102,6 @@ void FdiskListing::readDisk(std::string_view line, Lines& lines)
     words.next();
     disk.cylinders = words.next();
     disk.diskSize = geometrySize(disk);
-    _disks.push_back(std::move(disk));
 }
 
 bool FdiskListing::readPartition(std::string_view line)

@@ -1,15 +1,16 @@
 #pragma once
 
-#include <cctype>
+#include <charconv>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
 /// Internal: walking over the text that a tool printed. Nothing is copied.
 
+/// Of the C locale, in which the tools are to be run.
 inline bool isSpace(char character)
 {
-    return std::isspace(static_cast<unsigned char>(character)) != 0;
+    return character == ' ' || (character >= '\t' && character <= '\r');
 }
 
 inline bool isDigit(char character)
@@ -30,7 +31,10 @@ inline bool startsWith(std::string_view text, std::string_view start)
 /// The decimal number at the front of the text, 0 without one; a negative one wraps around.
 inline unsigned long long toNumber(std::string_view text)
 {
-    return static_cast<unsigned long long>(std::strtoll(std::string(text).c_str(), nullptr, 10));
+    long long number = 0;
+    if (std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc())
+        number = std::strtoll(std::string(text).c_str(), nullptr, 10); // a "+", too many digits, none
+    return static_cast<unsigned long long>(number);
 }
 
 /// Gives a text's lines, without their newlines. A last line without a newline is one, too.

@@ -53,53 +53,6 @@ bool isNumber(std::string_view text)
     return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
 }
 
-/// What fdisk prints where it is asked for cylinders: "Geometry: 255 heads, 63 sectors/track, 81 cylinders", the word
-/// in front left out by some versions. Names on the medium can hold " heads, ", too, and begin no line so.
-bool isGeometry(std::string_view line)
-{
-    Words words(line);
-    std::string_view word = words.next();
-    if (word == "Geometry:")
-        word = words.next();
-    return isNumber(word) && words.next() == "heads,";
-}
-
-/// A row of a table, by its columns.
-struct Row {
-    std::string_view device; // or the number alone, in a table without names
-    std::string_view start;
-    std::string_view end;
-    std::string_view id;
-    std::string_view type;
-};
-
-Row readRow(std::string_view line, const std::vector<std::string_view>& columns)
-{
-    Row row;
-    Words words(line);
-    for (const std::string_view column : columns) {
-        words.skipSpace();
-        if (column == "Boot") { // blank, more often than not
-            if (!words.rest().empty() && !isDigit(words.rest().front()))
-                words.token();
-        } else if (column == "Type" || column == "System") { // has blanks of its own and ends the row
-            row.type = withoutTrailingSpace(words.rest());
-            return row;
-        } else if (column == "Device" || column == "#") {
-            row.device = words.token();
-        } else if (column == "Start") {
-            row.start = words.token();
-        } else if (column == "End") {
-            row.end = words.token();
-        } else if (column == "Id") {
-            row.id = words.token();
-        } else {
-            words.token();
-        }
-    }
-    return row;
-}
-
 } // namespace
 
 NewerFdiskListing::NewerFdiskListing(std::vector<DiskInfo>& disks, std::vector<PartInfo>& partitions)
@@ -115,14 +68,8 @@ bool NewerFdiskListing::readLine(std::string_view line)
         return false;
     if (isDiskLine(line))
         beginDisk(line);
-    else if (startsWith(line, "Disklabel type:") || startsWith(line, "Disk label type:"))
-        _isGpt = endsWith(line, ": gpt");
-    else if (startsWith(line, "Units"))
-        readUnits(line);
-    else if (isGeometry(line))
-        readGeometry(line);
-    else if (!readHeading(line) && _isListed)
-        readPartition(line);
+    else if (_isListed)
+        readDetail(line);
     return true;
 }
 
@@ -137,27 +84,41 @@ void NewerFdiskListing::beginDisk(std::string_view line)
     _isGpt = false;
     _diskBytes = bytesIn(line);
     _unitBytes = bytesInSector;
-    _columns.clear();
-    if (_isListed)
-        _disks.push_back({std::string(name), std::to_string(_diskBytes), "0", "0", "0", "", ""});
-}
-
-void NewerFdiskListing::readGeometry(std::string_view line)
-{
+    _inTable = false;
     if (!_isListed)
         return;
+    DiskInfo& disk = _disks.emplace_back();
+    disk.diskName = name;
+    disk.diskSize = std::to_string(_diskBytes);
+    disk.heads = disk.sectors = disk.cylinders = "0";
+}
+
+void NewerFdiskListing::readDetail(std::string_view line)
+{
+    if (startsWith(line, "Disklabel type:") || startsWith(line, "Disk label type:"))
+        _isGpt = endsWith(line, ": gpt");
+    else if (startsWith(line, "Units"))
+        readUnits(line);
+    else if (!readGeometry(line) && !readHeading(line) && _inTable)
+        readPartition(line);
+}
+
+/// What fdisk prints where it is asked for cylinders: "Geometry: 255 heads, 63 sectors/track, 81 cylinders", the word
+/// in front left out by some versions. Names on the medium can hold " heads, ", too, and begin no line so.
+bool NewerFdiskListing::readGeometry(std::string_view line)
+{
     Words words(line);
-    if (startsWith(line, "Geometry:"))
-        words.token();
-    const std::string_view heads = words.next();
-    words.next();
-    const std::string_view sectors = words.next();
-    words.next();
-    const std::string_view cylinders = words.next();
+    std::string_view heads = words.next();
+    if (heads == "Geometry:")
+        heads = words.next();
+    if (!isNumber(heads) || words.next() != "heads,")
+        return false;
     DiskInfo& disk = _disks.back();
     disk.heads = heads;
-    disk.sectors = sectors;
-    disk.cylinders = cylinders;
+    disk.sectors = words.next();
+    words.next(); // "sectors/track,"
+    disk.cylinders = words.next();
+    return true;
 }
 
 void NewerFdiskListing::readUnits(std::string_view line)
@@ -170,19 +131,52 @@ void NewerFdiskListing::readUnits(std::string_view line)
 /// "Device Boot Start End Sectors Size Id Type", or "#" in place of Device for a table without names.
 bool NewerFdiskListing::readHeading(std::string_view line)
 {
+    if (line == _heading) // as is that of most disks
+        return _inTable = true;
     Words words(line);
     std::string_view word = words.next();
     if (word != "Device" && word != "#")
         return false;
     _columns.clear();
     for (; !word.empty(); word = words.next())
-        _columns.push_back(word);
-    return true;
+        _columns.push_back(columnNamed(word));
+    _heading = line;
+    return _inTable = true;
+}
+
+NewerFdiskListing::Column NewerFdiskListing::columnNamed(std::string_view name)
+{
+    static constexpr std::pair<std::string_view, Column> known[] = {
+        {"Device", &Row::device}, {"#", &Row::device}, {"Boot", &Row::boot}, {"Start", &Row::start},
+        {"End", &Row::end},       {"Id", &Row::id},    {"Type", &Row::type}, {"System", &Row::type},
+    };
+    for (const auto& [knownName, column] : known) {
+        if (name == knownName)
+            return column;
+    }
+    return &Row::other;
+}
+
+NewerFdiskListing::Row NewerFdiskListing::readRow(std::string_view line) const
+{
+    Row row;
+    Words words(line);
+    for (const Column column : _columns) {
+        words.skipSpace();
+        if (column == &Row::type) { // has blanks of its own and ends the row
+            row.type = withoutTrailingSpace(words.rest());
+            return row;
+        }
+        // The boot mark is blank, more often than not.
+        if (column != &Row::boot || words.rest().empty() || !isDigit(words.rest().front()))
+            row.*column = words.token();
+    }
+    return row;
 }
 
 void NewerFdiskListing::readPartition(std::string_view line)
 {
-    const Row row = readRow(line, _columns);
+    const Row row = readRow(line);
     if (!isNumber(row.start) || !isNumber(row.end) || row.type == "Whole disk")
         return;
     const unsigned long long start = toNumber(row.start);
@@ -193,11 +187,11 @@ void NewerFdiskListing::readPartition(std::string_view line)
     std::string name = partitionName(row.device);
     if (name.empty() || !isDeviceName(name))
         return;
-    std::string sectors = std::to_string((end - start + 1) * _unitBytes / bytesInSector);
-    if (_isGpt)
-        _partitions.push_back({std::move(name), std::move(sectors), "EFI GPT", "ee"});
-    else
-        _partitions.push_back({std::move(name), std::move(sectors), std::string(row.type), std::string(row.id)});
+    PartInfo& partition = _partitions.emplace_back();
+    partition.partName = std::move(name);
+    partition.partSize = std::to_string((end - start + 1) * _unitBytes / bytesInSector);
+    partition.partType = _isGpt ? "EFI GPT" : row.type;
+    partition.partId = _isGpt ? "ee" : row.id;
 }
 
 /// A table without device names has numbers, from which the kernel makes names: sdb1, nvme0n1p1.

@@ -21,8 +21,23 @@ public:
     bool readLine(std::string_view line);
 
 private:
+    /// A row of a table, by its columns.
+    struct Row {
+        std::string_view device; ///< or the number alone, in a table without names
+        std::string_view boot;
+        std::string_view start;
+        std::string_view end;
+        std::string_view id;
+        std::string_view type;
+        std::string_view other;
+    };
+    using Column = std::string_view Row::*;
+
+    static Column columnNamed(std::string_view name);
+    Row readRow(std::string_view line) const;
     void beginDisk(std::string_view line);
-    void readGeometry(std::string_view line);
+    void readDetail(std::string_view line);
+    bool readGeometry(std::string_view line);
     void readUnits(std::string_view line);
     bool readHeading(std::string_view line);
     void readPartition(std::string_view line);
@@ -37,5 +52,7 @@ private:
     bool _isGpt = false;
     unsigned long long _diskBytes = 0;
     unsigned long long _unitBytes = 0;
-    std::vector<std::string_view> _columns;
+    bool _inTable = false; // its heading was read
+    std::string _heading;  // the last one, of which the columns are
+    std::vector<Column> _columns;
 };

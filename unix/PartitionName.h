@@ -1,8 +1,22 @@
 #pragma once
 
 #include <algorithm>
-#include <cctype>
+#include <array>
 #include <string_view>
+
+/// Internal: the characters that mean something to a shell, and the control characters.
+constexpr std::array<bool, 256> makeShellCharacters()
+{
+    constexpr unsigned char firstPrintable = ' ';
+    constexpr unsigned char lastControl = 127;
+    std::array<bool, 256> characters{};
+    for (unsigned char control = 0; control < firstPrintable; ++control)
+        characters[control] = true;
+    characters[lastControl] = true;
+    for (const char special : std::string_view("'\"\\$`;&|<>()[]{}*?!~#"))
+        characters[static_cast<unsigned char>(special)] = true;
+    return characters;
+}
 
 /// Internal: whether a partition's name may enter the inventory, and from there the commands that are run.
 ///
@@ -10,9 +24,7 @@
 /// name with a character that means something to a shell is no device node of Linux and is left out.
 inline bool isDeviceName(std::string_view name)
 {
-    constexpr std::string_view special = "'\"\\$`;&|<>()[]{}*?!~#";
-    return std::none_of(name.begin(), name.end(), [special](char character) {
-        return std::iscntrl(static_cast<unsigned char>(character)) != 0 ||
-               special.find(character) != std::string_view::npos;
-    });
+    static constexpr std::array<bool, 256> shellCharacters = makeShellCharacters();
+    return std::none_of(name.begin(), name.end(),
+                        [](char character) { return shellCharacters[static_cast<unsigned char>(character)]; });
 }
