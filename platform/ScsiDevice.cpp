@@ -91,10 +91,11 @@ std::optional<DeviceNode> ScsiDevice::blockNode() const
 
 std::optional<DeviceNode> ScsiDevice::commandNode() const
 {
+    errno = 0;
     std::optional<DeviceNode> node = nodeOf("scsi_generic", S_IFCHR);
     if (!node)
         node = blockNode();
-    if (!node)
+    if (!node && errno != EMFILE && errno != ENFILE) // with which sysfs could not be read
         errno = ENOENT;
     return node;
 }

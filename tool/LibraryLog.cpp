@@ -24,7 +24,8 @@ struct Heard {
     std::string words;   ///< of the programs
     Descriptor file;
     bool toStandardError = false;
-    Descriptor standardOutput; ///< the true ones, while a call keeps its words back
+    Descriptor standardInput; ///< the true ones, during a call
+    Descriptor standardOutput;
     Descriptor standardError;
     Descriptor kept;
 };
@@ -124,6 +125,7 @@ LibraryCall::LibraryCall()
     heard.kept = Descriptor(memfd_create("words", MFD_CLOEXEC));
     if (!heard.kept.isOpen())
         throw systemFailure("memory", errno);
+    heard.standardInput = redirected(STDIN_FILENO, Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC)));
     heard.standardOutput = redirected(STDOUT_FILENO, heard.kept);
     heard.standardError = redirected(STDERR_FILENO, heard.kept);
 }
@@ -131,8 +133,10 @@ LibraryCall::LibraryCall()
 LibraryCall::~LibraryCall()
 {
     std::fflush(nullptr);
+    dup2(heard.standardInput.number(), STDIN_FILENO);
     dup2(heard.standardOutput.number(), STDOUT_FILENO);
     dup2(heard.standardError.number(), STDERR_FILENO);
+    heard.standardInput.close();
     heard.standardOutput.close();
     heard.standardError.close();
     heard.words = contentOf(heard.kept);
@@ -155,7 +159,8 @@ Failure libraryFailure(const std::string& subject, const KRScsiMODiskDrive& driv
     const unsigned long code = drive.getLastError(text);
     if (code == 0)
         return libraryFailure(subject);
-    return {statusDeviceFailed, joined(std::to_string(code) + ": " + text, "\n", heard.words)};
+    return {statusDeviceFailed,
+            joined(joined(std::to_string(code) + ": " + text, "\n", heard.failure), "\n", heard.words)};
 }
 
 } // namespace tool

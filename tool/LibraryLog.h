@@ -15,7 +15,8 @@ namespace tool {
 void listenToLibrary(const std::string& file, bool toStandardError);
 
 /// While one of these lives, what the library and the programs that it runs say on standard output and standard
-/// error is kept back: the scan prints, and mount and umount tell their reasons there.
+/// error is kept back: the scan prints, and mount and umount tell their reasons there. Standard input is empty: at a
+/// terminal parted asks about odd partition tables, and nobody would see the question.
 class LibraryCall {
 public:
     LibraryCall();

@@ -143,11 +143,9 @@ std::vector<fs::path> listing(const std::string& path)
 void mountMedium(const Arguments& arguments, Output& output)
 {
     Volume volume(reserveDrive(arguments.drive));
-    const bool wasMounted = volume.isMounted();
-    if (!wasMounted)
-        volume.mount();
+    const bool mountedNow = volume.mount();
     volume.openMounted();
-    output.remark((wasMounted ? "was mounted on " : "mounted on ") + volume.directory());
+    output.remark((mountedNow ? "mounted on " : "was mounted on ") + volume.directory());
 }
 
 void unmountMedium(const Arguments& arguments, Output& output)

@@ -54,6 +54,21 @@ dev_t deviceOn(const std::string& directory)
     return found == table.rend() ? 0 : found->device;
 }
 
+/// A drive that goes away and comes back while the library waits for it has no node for the library then, which takes
+/// the machine's first partition for the drive's.
+void clearForeignMount(const std::string& directory, const std::vector<Mount>& before)
+{
+    const dev_t device = deviceOn(directory);
+    const bool wasThere = std::any_of(before.begin(), before.end(), [&](const Mount& mount) {
+        return mount.directory == directory && mount.device == device;
+    });
+    if (device == 0 || wasThere)
+        return;
+    const bool cleared = umount2(directory.c_str(), 0) == 0;
+    throw Failure(statusDeviceFailed, "the drive went away and came back, and the library mounted another medium on " +
+                                          directory + (cleared ? "; it is unmounted again" : ", where it still is"));
+}
+
 /// The mount would go where the link leads, and be found neither here nor by the library.
 void requireNoLink(const std::filesystem::path& path)
 {
@@ -95,20 +110,21 @@ Descriptor Volume::openMounted() const
     return root;
 }
 
-void Volume::mount()
+bool Volume::mount()
 {
+    if (isMounted())
+        return false;
     requirePresent(_drive);
     requireNoLink(_directory);
     requireNoLink(std::filesystem::path(_directory).parent_path());
+    const std::vector<Mount> before = mountTable();
     {
         const LibraryCall call;
         _library->mount();
     }
     if (isMounted())
-        return;
-    const std::string other = _library->getMountPath();
-    if (other != _directory && deviceOn(other) != 0) // the drive went away and came back meanwhile
-        throw Failure(statusDeviceFailed, "the library took the medium on " + other + " for that of this drive");
+        return true;
+    clearForeignMount(_library->getMountPath(), before);
     throw libraryFailure("not mounted", *_library);
 }
 
@@ -133,10 +149,9 @@ void Volume::unmount()
     throw Failure(statusDeviceFailed, failure.what() + holdersOf(_devices));
 }
 
-MountedVolume::MountedVolume(Volume& volume) : _volume(volume), _mountedHere(!volume.isMounted())
+// The destructor runs for what fails from here on.
+MountedVolume::MountedVolume(Volume& volume) : MountedVolume(volume, volume.mount())
 {
-    if (_mountedHere)
-        volume.mount();
     _root = volume.openMounted();
 }
 

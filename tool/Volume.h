@@ -32,8 +32,8 @@ public:
     /// @throws Failure unless that is a partition of this very drive, with FAT.
     Descriptor openMounted() const;
 
-    /// @throws Failure unless the medium is mounted in the end.
-    void mount();
+    /// Mounts the medium unless it is mounted. @return whether it had to. @throws Failure unless it is mounted then.
+    bool mount();
 
     /// Brings what was written to the mounted medium. An unmount does that, too, but tells no error.
     void flush() const;
@@ -79,6 +79,7 @@ public:
     }
 
 private:
+    MountedVolume(Volume& volume, bool mountedHere) : _volume(volume), _mountedHere(mountedHere) {}
     void finish();
     std::string withDirectory(std::string text) const;
 
