@@ -74,6 +74,19 @@ std::string addHost()
     throw std::runtime_error("the emulation added no drive");
 }
 
+std::string scanFile(const EmulatedDrive& drive)
+{
+    return "/sys/class/scsi_host/host" + drive.address.substr(0, drive.address.find(':')) + "/scan";
+}
+
+// Channel, target and unit, as a host takes them.
+std::string placeOf(const EmulatedDrive& drive)
+{
+    std::string place = drive.address.substr(drive.address.find(':') + 1);
+    std::replace(place.begin(), place.end(), ':', ' ');
+    return place;
+}
+
 EmulatedDrive unitAt(const std::string& address)
 {
     const bool isDisk = readAttribute(unitFolder(address) + "/type") == std::to_string(inquiryTypeDisk);
@@ -160,11 +173,20 @@ void EmulatedDrives::unplug(const EmulatedDrive& drive)
 EmulatedDrive EmulatedDrives::plugIn(const EmulatedDrive& drive)
 {
     answerInquiriesAs(drive.type);
-    const size_t hostEnd = drive.address.find(':');
-    std::string place = drive.address.substr(hostEnd + 1);
-    std::replace(place.begin(), place.end(), ':', ' ');
-    writeAttribute("/sys/class/scsi_host/host" + drive.address.substr(0, hostEnd) + "/scan", place);
+    writeAttribute(scanFile(drive), placeOf(drive));
     return completeUnitAt(drive.address);
+}
+
+EmulatedDrive EmulatedDrives::present(const EmulatedDrive& drive)
+{
+    const std::vector<std::string> addresses = unitAddresses();
+    const bool isThere = std::find(addresses.begin(), addresses.end(), drive.address) != addresses.end();
+    return isThere ? completeUnitAt(drive.address) : plugIn(drive);
+}
+
+std::string EmulatedDrives::plugInCommand(const EmulatedDrive& drive, const std::string& node)
+{
+    return "echo " + placeOf(drive) + " >" + scanFile(drive) + "; until [ -b " + node + " ]; do sleep 0.01; done";
 }
 
 void EmulatedDrives::setWriteProtected(bool isProtected)

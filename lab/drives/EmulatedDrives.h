@@ -50,6 +50,12 @@ public:
     /// Plugs an unplugged logical unit in again, with the medium it had; the nodes may have other names now.
     EmulatedDrive plugIn(const EmulatedDrive& drive);
 
+    /// A logical unit under the names that it has now, plugged in again where it is not.
+    EmulatedDrive present(const EmulatedDrive& drive);
+
+    /// A command for the shell that plugs an unplugged logical unit in and waits for a node.
+    static std::string plugInCommand(const EmulatedDrive& drive, const std::string& node);
+
     /// Makes the media of all drives read-only, to which the block nodes of disks then conform. The emulation lets
     /// magneto-optical drives refuse the writes, but not tell beforehand.
     void setWriteProtected(bool isProtected);

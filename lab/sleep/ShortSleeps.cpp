@@ -1,25 +1,47 @@
 // To be preloaded into a program that waits for minutes where it can do no more: waits of five seconds and longer
 // return at once, as if the time had passed. Shorter ones are left alone, for programs poll with them.
+//
+// With a command in LAB_DURING_WAIT, waits of a second and more return at once, too, and the command runs in the first
+// of them: what happens while a program waits.
 
 #include <dlfcn.h>
+#include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <string>
+
 namespace {
 
-constexpr unsigned longestSeconds = 5;
+constexpr time_t longestSeconds = 5;
+const char* const commandVariable = "LAB_DURING_WAIT";
 
-bool isLong(const timespec* wait)
+bool runCommand()
 {
-    return wait->tv_sec >= static_cast<time_t>(longestSeconds);
+    const char* const variable = getenv(commandVariable);
+    if (variable == nullptr) {
+        return false;
+    }
+    const std::string command = variable;
+    unsetenv(commandVariable); // the command has waits of its own
+    return system(command.c_str()) == 0;
 }
 
-// An absolute wait is long by what is left of it.
-bool isLongUntil(clockid_t clock, const timespec* end)
+bool isSkipped(time_t seconds)
+{
+    if (seconds < 1) {
+        return false;
+    }
+    static const bool hadCommand = runCommand();
+    return hadCommand || seconds >= longestSeconds;
+}
+
+// Of an absolute wait, what is left counts.
+bool isSkippedUntil(clockid_t clock, const timespec* end)
 {
     timespec now{};
     clock_gettime(clock, &now);
-    return end->tv_sec - now.tv_sec >= static_cast<time_t>(longestSeconds);
+    return isSkipped(end->tv_sec - now.tv_sec);
 }
 
 template <typename Function>
@@ -32,16 +54,16 @@ Function original(Function /*ours*/, const char* name)
 
 extern "C" unsigned sleep(unsigned seconds)
 {
-    return seconds >= longestSeconds ? 0 : original(&sleep, "sleep")(seconds);
+    return isSkipped(seconds) ? 0 : original(&sleep, "sleep")(seconds);
 }
 
 extern "C" int nanosleep(const timespec* wait, timespec* left)
 {
-    return isLong(wait) ? 0 : original(&nanosleep, "nanosleep")(wait, left);
+    return isSkipped(wait->tv_sec) ? 0 : original(&nanosleep, "nanosleep")(wait, left);
 }
 
 extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec* wait, timespec* left)
 {
-    const bool isSkipped = (flags & TIMER_ABSTIME) != 0 ? isLongUntil(clock, wait) : isLong(wait);
-    return isSkipped ? 0 : original(&clock_nanosleep, "clock_nanosleep")(clock, flags, wait, left);
+    const bool skip = (flags & TIMER_ABSTIME) != 0 ? isSkippedUntil(clock, wait) : isSkipped(wait->tv_sec);
+    return skip ? 0 : original(&clock_nanosleep, "clock_nanosleep")(clock, flags, wait, left);
 }

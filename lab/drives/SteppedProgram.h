@@ -1,0 +1,38 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "lab/support/Descriptor.h"
+
+namespace lab {
+
+/// A program whose outputs go into a pipe with room for one write: it can't go on before what it says is read, and so
+/// it can be held at any of its lines.
+class SteppedProgram {
+public:
+    /// Starts a command line of the shell.
+    void start(const std::string& line);
+
+    /// Lets it run until it has said a text a number of times and said something more; there it stands, about to say
+    /// what comes next.
+    void runBehind(const std::string& text, int times);
+
+    void kill(int signal) const;
+
+    /// Lets it run to its end. @return its exit status, or 128 and the signal that it died of.
+    int finish();
+
+    /// What it has said so far, on both outputs.
+    const std::string& said() const { return _said; }
+
+private:
+    bool read();
+
+    pid_t _process = -1;
+    Descriptor _output;
+    std::string _said;
+};
+
+} // namespace lab
