@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "drive/KRScsiMODiskDrive.h"
 #include "platform/SenseData.h"
 #include "unix/FdiskListing.h"
 #include "unix/KRUnixMODiskImpl.h"
@@ -20,12 +21,16 @@ static bool isPlain(const std::string& text)
 }
 
 static KRUnixMODiskImpl backend("/dev/sg1", "", -1, 0, true);
-static std::string fdiskText, partedText, table;
+static std::string fdiskText, partedText, table, command, logged;
+static bool partedStarts;
 
 extern "C" FILE* popen(const char* line, const char* mode)
 {
+    command = line;
     // The names of the mount table are the kernel's own; all others are to mean nothing else to a shell.
-    assert(std::string(line).rfind("umount /dev/sdb", 0) == 0 || isPlain(line));
+    assert(command.rfind("umount /dev/sdb", 0) == 0 || isPlain(command));
+    if (line[0] == 'p' && !partedStarts)
+        return nullptr;
     std::string& text = line[0] == 'p' ? partedText : fdiskText;
     FILE* const stream = fmemopen(text.data(), text.size(), mode);
     static char piece[64]; // of what arrives, from one byte on
@@ -51,18 +56,31 @@ static std::string toText(const std::vector<DiskInfo>& disks, const std::vector<
     return text;
 }
 
-/// The listing of fdisk, a record separator, the listing of parted.
+/// What the library gets of a tool's text: lines, long ones in pieces of 255 bytes, each up to its first null byte.
+static std::string asRead(const std::string& text)
+{
+    std::string read;
+    for (std::size_t start = 0, end = 0; start < text.size(); start = end) {
+        end = std::min({text.find('\n', start), start + 254, text.size() - 1}) + 1;
+        const std::string piece = text.substr(start, end - start);
+        read += piece.substr(0, piece.find('\0'));
+    }
+    return read;
+}
+
+/// The listing of fdisk, a record separator, the listing of parted; without the separator, parted can't be started.
 static void Inventory(const std::string& input)
 {
     fdiskText = input.substr(0, input.find('\x1e'));
     partedText = input.substr(std::min(fdiskText.size() + 1, input.size()));
     std::vector<DiskInfo> disks;
     std::vector<PartInfo> partitions;
-    const auto parted = [&](const auto& disk) { return readPartedListing(partedText, disk, disks, partitions), true; };
-    FdiskListing(disks, partitions, parted).read(fdiskText);
-    assert(KRUnixMODiskImpl::scan());
-    const std::string scanned = toText(KRUnixMODiskImpl::_diskData, KRUnixMODiskImpl::_partData);
-    assert(scanned == toText(disks, partitions) || input.find('\0') != std::string::npos); // which cuts its line
+    partedStarts = fdiskText.size() < input.size();
+    const auto parted = [&](const auto& disk) {
+        return partedStarts && (readPartedListing(asRead(partedText), disk, disks, partitions), true);
+    };
+    assert(FdiskListing(disks, partitions, parted).read(asRead(fdiskText)) == KRUnixMODiskImpl::scan());
+    assert(toText(KRUnixMODiskImpl::_diskData, KRUnixMODiskImpl::_partData) == toText(disks, partitions));
 }
 
 static void Sense(const std::string& input)
@@ -75,6 +93,8 @@ static void Sense(const std::string& input)
     backend.printData(data.data(), static_cast<int>(data.size()));
     data.resize(std::max<std::size_t>(data.size(), 14)); // the least that a caller has
     backend.printSense(data.data(), static_cast<int>(data.size()));
+    assert(
+        std::all_of(logged.begin(), logged.end(), [](char byte) { return byte == '\n' || (byte > 31 && byte < 127); }));
 }
 
 extern "C" FILE* setmntent(const char*, const char*) noexcept
@@ -88,7 +108,7 @@ static void MountTable(const std::string& input)
 {
     table = input.substr(0, input.find('\0')) + "\n/dev/sdb1 /sdb1/KRMT vfat rw 0 0\n";
     assert(backend.checkIfAlredyMounted("/dev/sdb1", "/sdb1/KRMT") == 0);
-    assert(KRUnixMODiskImpl::unmountDevicesByDiskName("/dev/sdb") == 0);
+    assert(KRUnixMODiskImpl::unmountDevicesByDiskName("/dev/sdb") == 0 && command == "umount /dev/sdb1");
 }
 
 static std::set<std::string> directories; // with a slash at the end
@@ -118,11 +138,22 @@ extern "C" int mkdir(const char* path, mode_t) noexcept
 static void Directories(const std::string& path)
 {
     directories = {"/", "/sdb1/"};
-    assert(path.empty() || !backend.createDirectory(path) || directories.count(whole(path.c_str())) != 0);
+    if (path.empty())
+        return;
+    backend.SetErrorCode(0, "");
+    const bool created = backend.createDirectory(path);
+    assert(!created || directories.count(whole(path.c_str())) != 0);
+    std::string reason;
+    assert((backend.GetLastErrorCode(reason) != 0) == (!created && path[0] == '/')); // others are told to the log alone
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)
 {
+    command.clear();
+    logged.clear();
+    KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = [](int, const long long&, const std::string& text) {
+        logged += text;
+    };
     TARGET({data, data + size});
     return 0;
 }

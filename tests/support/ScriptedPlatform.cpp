@@ -36,14 +36,14 @@ const UXScsiTarget& UXScsi::Device::target() const
 int UXScsiTarget::getFD() const
 {
     step("getFD");
-    errno = ENXIO;
+    errno = script.noDescriptorFor == _state->path ? EMFILE : ENXIO;
     return _state->descriptor;
 }
 
 std::string UXScsiTarget::getNativePath() const
 {
     step("getNativePath");
-    return "/dev/sdb";
+    return script.node;
 }
 
 int UXScsiTarget::getLun() const
@@ -56,7 +56,8 @@ int UXScsi::open(UXScsiTarget& target, int timeoutSeconds)
     EXPECT_EQ(timeoutSeconds, 60);
     note("open " + target._state->path);
     step("open");
-    target._state->descriptor = script.descriptor;
+    const bool fails = --script.failingOpening == 0 || script.noDescriptorFor == target._state->path;
+    target._state->descriptor = fails ? -1 : script.descriptor;
     return -1; // the descriptor alone counts
 }
 
@@ -70,7 +71,7 @@ int UXScsi::send(const UXScsiTarget& target, const void* cdb, int cdbLength, voi
         event += " " + std::to_string(static_cast<const unsigned char*>(cdb)[i]);
     note(event);
     step("send");
-    std::copy_n("\x70\0\x92\0\0\0\0\x0a\0\0\0\0\x3a\x01\0\0\0\0\0\0\0\0\0\0\0\0\0", 28, static_cast<char*>(sense));
+    script.sense.copy(static_cast<char*>(sense), 28);
     script.data.copy(static_cast<char*>(data), static_cast<std::size_t>(dataLength));
     return script.statuses[script.sends++];
 }

@@ -51,8 +51,8 @@ FILE* setmntent(const char* file, const char* mode) noexcept
     const std::optional<std::string> table = script.mountTables.front();
     if (script.mountTables.size() > 1)
         script.mountTables.pop_front();
-    errno = EACCES;
-    return table ? streamOn(*table) : nullptr;
+    errno = script.noDescriptorFor == file ? EMFILE : EACCES;
+    return table && errno == EACCES ? streamOn(*table) : nullptr;
 }
 
 int access(const char* path, int mode) noexcept
@@ -73,6 +73,8 @@ int open(const char* path, int flags, ...)
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
+    if (script.noDescriptorFor == path)
+        return errno = EMFILE, -1;
     if (mode != 0)
         note("created with " + std::to_string(mode));
     return openat(AT_FDCWD, redirected(path).c_str(), flags, mode);

@@ -1,16 +1,19 @@
 #include "tests/system/LabTest.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <mntent.h>
 #include <sys/mount.h>
 
 std::vector<std::pair<int, std::string>> LabTest::log;
 std::vector<unsigned int> LabTest::waits;
+std::function<void()> LabTest::duringWait;
 
 namespace {
 
 struct Waits : LabTest {
+    using LabTest::duringWait;
     using LabTest::waits;
 };
 
@@ -35,6 +38,8 @@ std::vector<MountEntry> mounts()
 extern "C" unsigned int sleep(unsigned int seconds)
 {
     Waits::waits.push_back(seconds);
+    if (const auto event = std::exchange(Waits::duringWait, nullptr))
+        event();
     return 0;
 }
 
@@ -47,6 +52,7 @@ LabTest::LabTest(const lab::EmulationSettings& settings) : drives(settings)
 {
     log.clear();
     waits.clear();
+    duringWait = nullptr;
     KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = [](int level, const long long&, const std::string& text) {
         const std::size_t prefix = text.rfind("Device [", 0) == 0 ? text.find("] - ") + 4 : 0;
         log.emplace_back(level, text.substr(prefix));
@@ -55,10 +61,7 @@ LabTest::LabTest(const lab::EmulationSettings& settings) : drives(settings)
 
 LabTest::~LabTest()
 {
-    for (const MountEntry& entry : mounts()) {
-        if (entry.directory.find("/KRMT") != std::string::npos)
-            umount(entry.directory.c_str());
-    }
+    unmountAll();
     drives.setParameter("add_host", "-" + drives.parameter("add_host"));
 }
 
@@ -67,6 +70,14 @@ std::unique_ptr<KRHardDiskDrive> LabTest::open(const std::string& path)
     constexpr int removableHardDisk = 11001;
     KRScsiMODiskDrive* const drive = KRScsiMODiskDrive::instance(removableHardDisk, path, 7, true);
     return std::unique_ptr<KRHardDiskDrive>(dynamic_cast<KRHardDiskDrive*>(drive));
+}
+
+void LabTest::unmountAll()
+{
+    for (const MountEntry& entry : mounts()) {
+        if (entry.directory.find("/KRMT") != std::string::npos)
+            umount2(entry.directory.c_str(), MNT_DETACH);
+    }
 }
 
 std::string LabTest::mountOf(const std::string& node)

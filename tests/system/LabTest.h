@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,6 +19,9 @@ protected:
     /// The drive that the factory makes of a path; null where it makes none.
     static std::unique_ptr<KRHardDiskDrive> open(const std::string& path);
 
+    /// Takes away what the library has mounted, also where it is in use.
+    static void unmountAll();
+
     /// The directory on which a node is mounted; empty where it is not.
     static std::string mountOf(const std::string& node);
 
@@ -28,5 +32,6 @@ protected:
 
     lab::EmulatedDrives drives;
     static std::vector<std::pair<int, std::string>> log;
-    static std::vector<unsigned int> waits; ///< seconds
+    static std::vector<unsigned int> waits;  ///< seconds
+    static std::function<void()> duringWait; ///< happens in the next wait of the library
 };

@@ -64,10 +64,7 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
     } cases[] = {
         {"", 2, "subcommand"},
         {put, 2, "SOURCE"},
-        {"info /dev/nothing", 3, "No such file"},
-        {"info /dev/null", 3, "No such device"},
         {"mount " + drive.partitionNode(1), 3, "No such device"},
-        {"mount 9:9:9:9", 3, "No such device"},
         {"unload no-such-number", 3, "No such file"},
         {put + folder + "/nothing", 3, "No such file"},
         {put + folder + "/link", 2, "symbolic link"},
@@ -95,13 +92,9 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
     EXPECT_TRUE(ended(run("mount " + drive.genericNode, asNobody), 3, "Permission denied"));
 }
 
-TEST_F(ToolTest, ToolsThatAreMissingOrInterruptedDoNoHarm)
+TEST_F(ToolTest, AnInterruptedToolDoesNoHarm)
 {
     const lab::EmulatedDrive drive = drives.add();
-    fs::rename("/usr/sbin/parted", "/usr/sbin/parted.away");
-    EXPECT_TRUE(ended(run("mount " + drive.genericNode), 3, "parted is missing"));
-    fs::rename("/usr/sbin/parted.away", "/usr/sbin/parted");
-
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
     fs::rename("/sbin/fdisk", "/sbin/fdisk.true"); // one before it interrupts the whole group, as a terminal does
     std::ofstream("/sbin/fdisk") << "#!/bin/sh\nkill -INT 0\nexec /sbin/fdisk.true \"$@\"\n";
@@ -112,19 +105,9 @@ TEST_F(ToolTest, ToolsThatAreMissingOrInterruptedDoNoHarm)
     EXPECT_TRUE(fs::is_empty(directoryOf(drive)));
 }
 
-TEST_F(ToolTest, AMountDirectoryThatLeadsElsewhereIsNotUsed)
+TEST_F(ToolTest, WhatIsMountedThereAndNotFatIsNotUsed)
 {
-    const lab::EmulatedDrive drive = drives.add();
     const lab::EmulatedDrive other = drives.add({lab::DriveType::disk, lab::Label::dos, lab::FileSystem::ext4});
-    const fs::path directory = directoryOf(drive);
-    for (const fs::path& link : {directory, directory.parent_path()}) {
-        fs::remove_all(link);
-        fs::create_directories(link.parent_path());
-        fs::create_directory_symlink(folder + "/back", link);
-        EXPECT_TRUE(ended(run("mount " + drive.genericNode), 1, link.string() + " is a symbolic link"));
-        EXPECT_ANY_THROW(lab::runCommand({"umount", folder + "/back"}));
-        fs::remove(link);
-    }
     fs::create_directories(directoryOf(other));
     lab::runCommand({"mount", other.partitionNode(1), directoryOf(other)});
     EXPECT_TRUE(ended(run("ls " + other.genericNode), 1, "is not FAT"));
@@ -156,14 +139,5 @@ TEST_F(ToolTest, ABusyMediumStaysWhereItIsAndItsHolderIsNamed)
     EXPECT_TRUE(ended(run("drives"), 0, " ready"));
     kill(elsewhere, SIGKILL);
     waitpid(elsewhere, nullptr, 0);
-    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 0, "ejected"));
-}
-
-TEST_F(ToolTest, AMediumWithoutPartitionsIsNotMountedButUnloaded)
-{
-    const lab::EmulatedDrive drive = drives.add({lab::DriveType::disk, lab::Label::none, lab::FileSystem::none});
-    EXPECT_TRUE(ended(run("mount " + drive.genericNode), 1, "No partition information"));
-    EXPECT_EQ(json::array(), json::parse(run("info --json " + drive.genericNode).said)["partitions"]);
-    EXPECT_TRUE(ended(run("info " + drive.genericNode), 0, drive.blockNode));
     EXPECT_TRUE(ended(run("unload " + drive.genericNode), 0, "ejected"));
 }

@@ -30,13 +30,25 @@ TEST_F(InventoryTest, Listings)
 
 TEST_F(InventoryTest, NamesThatAShellWouldReadAreDropped)
 {
-    for (const char special : std::string("'\"\\$`;&|<>()[]{}*?!~#\x01\x7f")) {
-        const std::string row = std::string("/dev/sdc1") + special + " 1 2 3 c  FAT\n";
-        const std::string newer = "Disk /dev/sdc: 1 MiB, 1048576 bytes, 2048 sectors\nDevice Start End Type\n";
-        script.tools["/sbin/fdisk -l"] = gptDisk + row + "/dev/sd" + special + "1 1 2 3 ee  EFI GPT\n" + newer + row;
-        script.tools["parted /dev/sdc print"] = std::string("1") + special + " 1 2\n";
-        EXPECT_TRUE(KRUnixMODiskImpl::scan() && KRUnixMODiskImpl::getPartDataByDiskName("").empty()) << special;
-        expect("$ /sbin/fdisk -l\n$ closed\n$ parted /dev/sdc print\n$ closed\n");
+    std::string specials = "'\"\\$`;&|<>()[]{}*?!~#\x7f";
+    for (char control = 1; control < ' '; ++control)
+        specials.append(isspace(control) != 0 ? 0 : 1, control); // white space ends a name, whatever follows
+    for (const char special : specials) {
+        for (const std::size_t at : {0, 1, 2, 3}) {
+            const auto odd = [=](const std::string& name) {
+                return std::string(name).insert(std::min(name.size(), name.size() - 3 + at), 1, special);
+            };
+            const std::string row = odd("/dev/sdc1") + " 1 2 3 c  FAT\n";
+            const std::string newer = ": 1 MiB, 1048576 bytes, 2048 sectors\n";
+            script.tools["/sbin/fdisk -l"] = gptDisk + row + odd("/dev/sd") + "1 1 2 3 ee  EFI GPT\n" +
+                                             "Disk /dev/sdc" + newer + "Device Start End Type\n" + row + "Disk " +
+                                             odd("/dev/sdc") + newer + "# Start End Type\n1 1 2 3\n" + odd("111") +
+                                             " 1 2 3\n";
+            script.tools["parted /dev/sdc print"] = odd("111") + " 1 2\n 1" + special + " 1 2\n";
+            EXPECT_TRUE(KRUnixMODiskImpl::scan() && KRUnixMODiskImpl::getPartDataByDiskName("").empty())
+                << static_cast<int>(special) << " at " << at;
+            expect("$ /sbin/fdisk -l\n$ closed\n$ parted /dev/sdc print\n$ closed\n");
+        }
     }
 }
 

@@ -1,0 +1,141 @@
+// Faults that no emulation shows: what is done, what the log says of it and what the host gets stand in
+// data/faults.trace, without what succeeded and without dumps.
+
+#include <regex>
+
+#include "drive/KRHardDiskDrive.h"
+#include "tests/support/Script.h"
+
+namespace {
+
+using FaultTest = LibraryTest;
+using Drive = std::unique_ptr<KRHardDiskDrive>;
+using Operation = long (*)(KRHardDiskDrive&);
+using Given = std::function<void()>;
+
+Drive openDrive(const std::string& path = "/dev/sg1")
+{
+    return Drive(dynamic_cast<KRHardDiskDrive*>(KRScsiMODiskDrive::instance(11001, path, 42, true)));
+}
+
+const Operation opening = nullptr;
+const Operation mount = [](KRHardDiskDrive& drive) { return static_cast<long>(drive.mount()); };
+const Operation unmount = [](KRHardDiskDrive& drive) { return static_cast<long>(drive.unmount()); };
+const Operation unload = [](KRHardDiskDrive& drive) { return static_cast<long>(drive.unload()); };
+const Operation load = [](KRHardDiskDrive& drive) { return static_cast<long>(drive.KRScsiMODiskDrive::load()); };
+const Operation loadThrice = [](KRHardDiskDrive& drive) { return load(drive) + load(drive) + load(drive); };
+const Operation create = [](KRHardDiskDrive& drive) { return 0L + drive.createFile("/sdb1/a", 2, 0); };
+
+/// fdisk prints this while the medium is mounted, and of the programs that run then this one can't be started.
+Given listed(const std::string& partitions, int unstarted = 0)
+{
+    return [=] {
+        script.mountTables = {"/dev/sdb1 /sdb1/KRMT vfat\n"};
+        script.tools["/sbin/fdisk -l"] = partitions, script.failingCommand = unstarted;
+    };
+}
+
+/// The first commands fail, with this in their sense.
+Given sensed(int status, const std::string& keyCodeQualifier = std::string(3, 0), int times = 1)
+{
+    return [=] {
+        script.sense[2] = keyCodeQualifier[0], script.sense.replace(12, 2, keyCodeQualifier, 1);
+        for (int number = 0; number < times; ++number)
+            script.statuses[number] = status;
+    };
+}
+
+Given noDescriptor(const std::string& path)
+{
+    return [=] { script.noDescriptorFor = path; };
+}
+
+void comeBackInTheWait()
+{
+    script.tools["/sbin/fdisk -l"] = "/dev/sda1 1 9\n/dev/sdb1 1 9\n", script.failingOpening = 1;
+    script.mountTables = {"", "/dev/sda1 /sdb1/KRMT vfat\n"};
+}
+
+TEST_F(FaultTest, OfDriveMediumAndMachine)
+{
+    const std::string gpt = "Disk /dev/sdb: 9 bytes\n\n/dev/sdb1 1 2 3 ee EFI GPT\n";
+    const std::string disk = script.tools["/sbin/fdisk -l"];
+    const std::tuple<const char*, Operation, Given> faults[] = {
+        {"no medium", load, sensed(2, {2, 0x3a, 0})},
+        {"medium changed, mount", mount, listed("/dev/sdb5 1 9\n")},
+        {"medium changed, unmount", unmount, listed("/dev/sdb5 1 9\n")},
+        {"medium changed, unload", unload, listed("/dev/sdb5 1 9\n")},
+        {"medium changed, for ever", unload, sensed(2, {6, 0x28, 0})},
+        {"spins up", loadThrice, sensed(2, {2, 4, 1}, 2)},
+        {"write protect", load, sensed(2, {7, 0x27, 0})},
+        {"medium error", load, sensed(2, {3, 0x11, 0})},
+        {"time-out", unload, sensed(0x10003)},
+        {"lost transport", unload, sensed(0x10001)},
+        {"comes back in the wait", mount, comeBackInTheWait},
+        {"fdisk dies, opening", opening, listed(disk.substr(0, 70))},
+        {"fdisk dies, mount", mount, listed(disk.substr(0, 70))},
+        {"fdisk dies in a row, unmount", unmount, listed(disk.substr(0, 90))},
+        {"parted dies", opening, listed(gpt)},
+        {"no process, parted", opening, listed(gpt, 2)},
+        {"no process, umount of unload", unload, listed(disk, 3)},
+        {"no process, eject", unload, listed(disk, 4)},
+        {"no descriptor, drive", mount, noDescriptor("/dev/sg1")},
+        {"no descriptor, mount table", mount, noDescriptor("/etc/mtab")},
+        {"no descriptor, directory", mount, noDescriptor("/sdb1/KRMT")},
+        {"no descriptor, file", create, noDescriptor("/sdb1/a")}};
+    const std::regex leftOut("^(3|open|1 -1|. closed|1 0 @ (Native|Open|sense| |0x|.$)|$)");
+    std::string happened;
+    for (const auto& [name, operation, given] : faults) {
+        reset();
+        operation == opening ? given() : void();
+        const Drive drive = openDrive();
+        std::string result = "null";
+        if (operation != opening && drive != nullptr) {
+            events.clear(), given();
+            result = std::to_string(operation(*drive));
+            std::string text;
+            result += ", " + std::to_string(drive->getLastError(text)) + " " + text;
+        }
+        std::istringstream lines(events);
+        events = "# " + std::string(name) + "\n";
+        for (std::string line; std::getline(lines, line);)
+            std::regex_search(line, leftOut) ? void() : note(line);
+        happened += events + "= " + result + "\n";
+    }
+    EXPECT_EQ(happened, recorded("faults.trace"));
+}
+
+/// What operations that log names tell and do with one that holds this, without it.
+std::string happenedWith(const std::string& mark)
+{
+    const std::string node = script.node = "/dev/sdbx" + mark;
+    const std::string directory = "/sdbx" + mark + "1/KRMT";
+    script.tools["/sbin/fdisk -l"] = "Disk " + node + ": 2 heads\n" + node + "1 1 2 3 c  " + mark + "\n";
+    script.mountTables = {"", node + "1 " + directory + "\n", node + "1 " + directory + "\n", ""};
+    script.tools["eject -s " + node] = mark;
+    script.data = std::string("\0\x80\0\x06", 4) + mark;
+    const Drive drive = openDrive("/dev/sg" + mark);
+    std::string text;
+    EXPECT_EQ(drive->getSerialNumber(text) + drive->mount() + drive->unload(), 997UL);
+    for (const std::string& path : {directory + mark, directory + "//" + mark, text})
+        note(std::to_string(drive->createDir(path)) + drive->getMountPath() + drive->getDevicePath());
+    drive->closeHandle(drive->createFile(directory + mark + "/" + mark, 0, 1));
+    script.tools["mount -t vfat " + node + "1 " + directory] = mark;
+    EXPECT_EQ(drive->mount(), 930UL);
+    script.mountTables = {node + "1 " + directory + "\n"};
+    script.tools["umount " + directory] = script.tools["umount " + node + "1"] = mark;
+    EXPECT_EQ(drive->unmount(), 997UL);
+    script.tools["/sbin/fdisk -l"].clear();
+    EXPECT_EQ(openDrive("/dev/sg" + mark), nullptr);
+    KRUnixMODiskImpl::unmountDevicesByDiskName("x" + mark);
+    return std::regex_replace(std::exchange(events, ""), std::regex(mark), "");
+}
+
+TEST_F(FaultTest, NamesAreNoFormats)
+{
+    const std::string plain = happenedWith("ABCDEF");
+    reset();
+    EXPECT_EQ(happenedWith("%s%n%d"), plain);
+}
+
+} // namespace
