@@ -1,6 +1,7 @@
 // The tool's "put" against the system's own ways to bring files onto a medium. Sources lie in memory; each way ends
 // when the data are on the medium.
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 
@@ -12,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int pairs = 20;
-constexpr int megabyte = 1'000'000;
+constexpr std::int64_t megabyte = 1'000'000;
 
 /// A folder with so many files, of so many bytes together.
 class Source {

@@ -20,7 +20,7 @@ enum class Start {
 
 std::string writeScript(const std::string& name, Start start, const std::string& lastCommand)
 {
-    const std::string path = fs::temp_directory_path() / name;
+    std::string path = fs::temp_directory_path() / name;
     std::ofstream script(path);
     for (const std::string& command : {std::string("/sbin/fdisk -l"), std::string("/sbin/fdisk -l"), lastCommand})
         script << (start == Start::byShell ? "sh -c '" + command + "'" : command) << " >/dev/null\n";
