@@ -45,7 +45,7 @@ install(FILES ${PROJECT_BINARY_DIR}/cmake/krmo.pc DESTINATION ${pkgconfig_direct
 
 install(FILES ${PROJECT_SOURCE_DIR}/docs/man/krmo.7
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT development)
-install(FILES ${PROJECT_SOURCE_DIR}/docs/host-guide.md
+install(FILES ${PROJECT_SOURCE_DIR}/docs/host-guide.md ${PROJECT_SOURCE_DIR}/docs/reliability.md
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libkrmo-dev COMPONENT development)
 install(FILES ${PROJECT_SOURCE_DIR}/examples/host.cpp
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libkrmo-dev/examples COMPONENT development)

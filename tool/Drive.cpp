@@ -93,9 +93,12 @@ Drive findDrive(const std::string& name)
         return findDrive(path);
     }
     Drive drive{name, target.getNativePath(), target.getFD()};
-    if (deviceNumbers(drive.node).empty())
-        throw Failure(statusNotThere, name + " has no block node: it is no disk, or its driver is missing");
-    return drive;
+    if (!deviceNumbers(drive.node).empty())
+        return drive;
+    const MediumState state = mediumState(name);
+    throw Failure(statusNotThere, state.ready.value_or(true)
+                                      ? name + " has no block node: it is no disk, or its driver is missing"
+                                      : name + " has no block node yet: " + state.text);
 }
 
 Drive reserveDrive(const std::string& name)

@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 #include "drive/KRScsiMODiskDrive.h"
 #include "tool/Descriptor.h"
@@ -24,9 +26,7 @@ struct Heard {
     std::string words;   ///< of the programs
     Descriptor file;
     bool toStandardError = false;
-    Descriptor standardInput; ///< the true ones, during a call
-    Descriptor standardOutput;
-    Descriptor standardError;
+    std::array<Descriptor, 3> standard; ///< the true descriptors 0 to 2, during a call
     Descriptor kept;
 };
 
@@ -54,7 +54,8 @@ void writeTo(int descriptor, const std::string& text)
 
 void write(const std::string& text)
 {
-    const int standardError = heard.standardError.isOpen() ? heard.standardError.number() : STDERR_FILENO;
+    const Descriptor& kept = heard.standard[STDERR_FILENO];
+    const int standardError = kept.isOpen() ? kept.number() : STDERR_FILENO;
     if (heard.toStandardError)
         writeTo(standardError, isatty(standardError) == 1 ? escapedLines(text) : text);
     if (heard.file.isOpen())
@@ -71,6 +72,8 @@ std::string withoutDevice(const std::string& text)
 void hear(int level, const long long& deviceId, const std::string& text)
 {
     heard.words.clear(); // they belong to an earlier call
+    if (level > 1 && heard.failure.empty())
+        heard.reason.clear(); // of something that succeeded
     if (level <= 1)
         (level <= 0 ? heard.failure : heard.reason) = withoutDevice(text);
     if (heard.file.isOpen() || heard.toStandardError)
@@ -92,11 +95,11 @@ std::string contentOf(const Descriptor& file)
     return trimmed(text.substr(0, count > 0 ? static_cast<std::size_t>(count) : 0));
 }
 
-Descriptor redirected(int number, const Descriptor& destination)
+int required(int descriptor)
 {
-    Descriptor original(fcntl(number, F_DUPFD_CLOEXEC, 0));
-    dup2(destination.number(), number);
-    return original;
+    if (descriptor == -1)
+        throw systemFailure("descriptors", errno);
+    return descriptor;
 }
 
 std::string joined(const std::string& first, const char* separator, const std::string& second)
@@ -122,23 +125,26 @@ LibraryCall::LibraryCall()
     heard.failure.clear();
     heard.reason.clear();
     std::fflush(nullptr);
-    heard.kept = Descriptor(memfd_create("words", MFD_CLOEXEC));
-    if (!heard.kept.isOpen())
-        throw systemFailure("memory", errno);
-    heard.standardInput = redirected(STDIN_FILENO, Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC)));
-    heard.standardOutput = redirected(STDOUT_FILENO, heard.kept);
-    heard.standardError = redirected(STDERR_FILENO, heard.kept);
+    const Descriptor nothing(required(open("/dev/null", O_RDONLY | O_CLOEXEC)));
+    Descriptor kept(required(memfd_create("words", MFD_CLOEXEC)));
+    std::array<Descriptor, 3> standard;
+    for (std::size_t number = 0; number < standard.size(); ++number)
+        standard[number] = Descriptor(required(fcntl(static_cast<int>(number), F_DUPFD_CLOEXEC, 0)));
+    // Nothing fails from here on: a failure could not be told without standard error.
+    heard.standard = std::move(standard);
+    heard.kept = std::move(kept);
+    dup2(nothing.number(), STDIN_FILENO);
+    dup2(heard.kept.number(), STDOUT_FILENO);
+    dup2(heard.kept.number(), STDERR_FILENO);
 }
 
 LibraryCall::~LibraryCall()
 {
     std::fflush(nullptr);
-    dup2(heard.standardInput.number(), STDIN_FILENO);
-    dup2(heard.standardOutput.number(), STDOUT_FILENO);
-    dup2(heard.standardError.number(), STDERR_FILENO);
-    heard.standardInput.close();
-    heard.standardOutput.close();
-    heard.standardError.close();
+    for (std::size_t number = 0; number < heard.standard.size(); ++number) {
+        dup2(heard.standard[number].number(), static_cast<int>(number));
+        heard.standard[number].close();
+    }
     heard.words = contentOf(heard.kept);
     heard.kept.close();
     if (!heard.words.empty())
@@ -147,7 +153,7 @@ LibraryCall::~LibraryCall()
 
 Failure libraryFailure(const std::string& subject)
 {
-    // Lines of level 1 are told for successes, too: without one of the others they count where there is nothing else.
+    // Level 1 is also logged on success: it counts beside a failure, or where no program said anything.
     const bool useReason = !heard.failure.empty() || heard.words.empty();
     const std::string text = joined(heard.failure, ": ", useReason ? heard.reason : "");
     return {statusDeviceFailed, joined(joined(subject, ": ", text), "\n", heard.words)};

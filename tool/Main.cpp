@@ -1,5 +1,8 @@
 // krmo: the library's operations by hand.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 
@@ -148,10 +151,20 @@ int runCommand(CommandLine& line, const std::string& name)
     }
 }
 
+/// No file that is opened later may take the place of a standard one. What is written there still fails.
+void openMissingStandardDescriptors()
+{
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(number, F_GETFD) == -1)
+            open("/dev/null", O_RDONLY);
+    }
+}
+
 } // namespace
 
 int main(int count, char** arguments) // NOLINT(bugprone-exception-escape): out of memory at the start ends it
 {
+    openMissingStandardDescriptors();
     CLI::App app("Drives removable SCSI disk media: magneto-optical disks and hard disks with FAT32.", "krmo");
     CommandLine line;
     try {

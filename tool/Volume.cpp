@@ -54,9 +54,9 @@ dev_t deviceOn(const std::string& directory)
     return found == table.rend() ? 0 : found->device;
 }
 
-/// A drive that goes away and comes back while the library waits for it has no node for the library then, which takes
-/// the machine's first partition for the drive's.
-void clearForeignMount(const std::string& directory, const std::vector<Mount>& before)
+/// A drive that goes away and comes back while the library waits for it has no node for the library then; the library
+/// takes the machine's first partition for the drive's.
+void refuseForeignMount(const std::string& directory, const std::vector<Mount>& before)
 {
     const dev_t device = deviceOn(directory);
     const bool wasThere = std::any_of(before.begin(), before.end(), [&](const Mount& mount) {
@@ -124,7 +124,7 @@ bool Volume::mount()
     }
     if (isMounted())
         return true;
-    clearForeignMount(_library->getMountPath(), before);
+    refuseForeignMount(_library->getMountPath(), before);
     throw libraryFailure("not mounted", *_library);
 }
 

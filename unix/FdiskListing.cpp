@@ -1,14 +1,11 @@
 #include "unix/FdiskListing.h"
 
-#include <charconv>
 #include <cstdlib>
 #include <utility>
 
 #include "unix/PartitionName.h"
 
 namespace {
-
-constexpr unsigned long long bytesInSector = 512;
 
 /// Disks of the device mapper are never in the inventory, and these lines tell nothing of a disk.
 bool isIgnored(std::string_view line)
@@ -39,10 +36,7 @@ std::string_view takeDiskName(Words& words)
 /// Blocks of 1024 bytes as sectors. A block count with a "+" has half a block more, which is not counted.
 std::string toSectors(std::string_view blocks)
 {
-    unsigned long long number = 0;
-    if (std::from_chars(blocks.data(), blocks.data() + blocks.size(), number).ec != std::errc())
-        number = std::strtoull(std::string(blocks).c_str(), nullptr, 10);
-    return std::to_string(number * 2);
+    return std::to_string(leadingNumber<unsigned long long>(blocks, std::strtoull) * 2);
 }
 
 std::size_t countDisks(std::string_view text)
@@ -117,7 +111,7 @@ bool FdiskListing::readPartition(std::string_view line)
     words.skipSpace();
     const std::string_view system = words.rest();
 
-    if (system == "Whole disk" || !isDeviceName(device))
+    if (system == "Whole disk" || !isPlainName(device))
         return true;
     if (system == "EFI GPT") // one digit is taken for the partition's number: "/dev/sdc10" is not shown so
         return _listGptDisk(std::string(device.substr(0, device.size() - 1)));

@@ -28,13 +28,22 @@ inline bool startsWith(std::string_view text, std::string_view start)
     return text.substr(0, start.size()) == start;
 }
 
+constexpr unsigned long long bytesInSector = 512;
+
+/// The decimal number at the front of the text, as the C library's function for that type has it: 0 without one.
+template <class Number>
+Number leadingNumber(std::string_view text, Number (*convert)(const char*, char**, int))
+{
+    Number number = 0;
+    if (std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc())
+        number = convert(std::string(text).c_str(), nullptr, 10); // a "+", too many digits, none
+    return number;
+}
+
 /// The decimal number at the front of the text, 0 without one; a negative one wraps around.
 inline unsigned long long toNumber(std::string_view text)
 {
-    long long number = 0;
-    if (std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc())
-        number = std::strtoll(std::string(text).c_str(), nullptr, 10); // a "+", too many digits, none
-    return static_cast<unsigned long long>(number);
+    return static_cast<unsigned long long>(leadingNumber<long long>(text, std::strtoll));
 }
 
 /// Gives a text's lines, without their newlines. A last line without a newline is one, too.

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr unsigned long long bytesInSector = 512;
-
 bool endsWith(std::string_view text, std::string_view end)
 {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -131,7 +129,7 @@ void NewerFdiskListing::readUnits(std::string_view line)
 /// "Device Boot Start End Sectors Size Id Type", or "#" in place of Device for a table without names.
 bool NewerFdiskListing::readHeading(std::string_view line)
 {
-    if (line == _heading) // as is that of most disks
+    if (line == _heading) // most disks repeat it
         return _inTable = true;
     Words words(line);
     std::string_view word = words.next();
@@ -185,7 +183,7 @@ void NewerFdiskListing::readPartition(std::string_view line)
     if (end < start || end >= _diskBytes / _unitBytes)
         return;
     std::string name = partitionName(row.device);
-    if (name.empty() || !isDeviceName(name))
+    if (name.empty() || !isPlainName(name))
         return;
     PartInfo& partition = _partitions.emplace_back();
     partition.partName = std::move(name);

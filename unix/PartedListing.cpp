@@ -30,7 +30,7 @@ void readPartedListing(std::string_view text, const std::string& disk, const std
     while (lines.next(line)) {
         Words words(line);
         const std::string_view number = words.token();
-        if (number.empty() || !isDigit(number.front()) || !isDeviceName(number))
+        if (number.empty() || !isDigit(number.front()) || !isPlainName(number))
             continue;
         const unsigned long long start = toNumber(words.next());
         const unsigned long long end = toNumber(words.next());

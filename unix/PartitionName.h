@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// Internal: the characters that mean something to a shell, and the control characters.
-constexpr std::array<bool, 256> makeShellCharacters()
+constexpr std::array<bool, 256> makeRefusedCharacters()
 {
     constexpr unsigned char firstPrintable = ' ';
     constexpr unsigned char lastControl = 127;
@@ -22,9 +22,9 @@ constexpr std::array<bool, 256> makeShellCharacters()
 ///
 /// Names come from what tools print, and that can come from the medium (parted prints what is written in a GPT). A
 /// name with a character that means something to a shell is no device node of Linux and is left out.
-inline bool isDeviceName(std::string_view name)
+inline bool isPlainName(std::string_view name)
 {
-    static constexpr std::array<bool, 256> shellCharacters = makeShellCharacters();
+    static constexpr std::array<bool, 256> refusedCharacters = makeRefusedCharacters();
     return std::none_of(name.begin(), name.end(),
-                        [](char character) { return shellCharacters[static_cast<unsigned char>(character)]; });
+                        [](char character) { return refusedCharacters[static_cast<unsigned char>(character)]; });
 }

@@ -9,6 +9,8 @@ int main(int count, char** paths)
 {
     for (int i = 1; i < count; ++i) {
         std::ifstream file(paths[i], std::ios::binary);
+        if (!file)
+            return 1;
         const std::string input{std::istreambuf_iterator<char>(file), {}};
         LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(input.data()), input.size());
     }
