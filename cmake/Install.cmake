@@ -61,6 +61,8 @@ if(TARGET krmo-tool)
   install(TARGETS krmo-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES ${PROJECT_SOURCE_DIR}/docs/man/krmo.1
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/reliability.md
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/krmo-tools COMPONENT tools)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/completion/krmo
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()
