@@ -1,7 +1,14 @@
 #include "lab/drives/Media.h"
 
+#include <sys/mount.h>
+
+#include <filesystem>
+#include <fstream>
+
 #include "lab/drives/Command.h"
 #include "lab/drives/Waiting.h"
+#include "lab/support/SystemCall.h"
+#include "lab/support/TemporaryFolder.h"
 
 namespace lab {
 
@@ -28,6 +35,23 @@ std::string partitionScript(const DriveDescription& description, int megabytes)
     }
     return script;
 }
+
+/// A FAT partition for reading, until the end of this.
+class MountedPartition {
+public:
+    explicit MountedPartition(const std::string& node)
+    {
+        checked(::mount(node.c_str(), path().c_str(), "vfat", MS_RDONLY, nullptr), "mount of " + node);
+    }
+    MountedPartition(const MountedPartition&) = delete;
+    MountedPartition& operator=(const MountedPartition&) = delete;
+    ~MountedPartition() { ::umount(path().c_str()); }
+
+    const std::string& path() const { return _folder.path(); }
+
+private:
+    TemporaryFolder _folder;
+};
 
 } // namespace
 
@@ -59,6 +83,20 @@ void prepareMedium(const std::string& blockNode, const DriveDescription& descrip
         waitForFile(node);
         formatNode(node, description.fileSystem);
     }
+}
+
+std::map<std::string, std::string> contentOf(const std::string& partitionNode)
+{
+    const MountedPartition partition(partitionNode);
+    std::map<std::string, std::string> content;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(partition.path())) {
+        std::string& held = content[entry.path().lexically_relative(partition.path())];
+        if (entry.is_regular_file()) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            held.assign(std::istreambuf_iterator<char>(file), {});
+        }
+    }
+    return content;
 }
 
 } // namespace lab

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "lab/drives/DriveDescription.h"
@@ -15,5 +16,8 @@ void formatNode(const std::string& node, FileSystem fileSystem);
 
 /// Leaves a medium without a partition table, as it comes from the factory.
 void wipeMedium(const std::string& blockNode);
+
+/// What is on a FAT partition that is not in use: files and folders by their names below its root, and what files hold.
+std::map<std::string, std::string> contentOf(const std::string& partitionNode);
 
 } // namespace lab

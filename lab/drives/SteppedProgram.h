@@ -21,6 +21,9 @@ public:
 
     void kill(int signal) const;
 
+    /// Of the program where the command line begins with "exec", of the shell else.
+    pid_t process() const { return _process; }
+
     /// Lets it run to its end. @return its exit status, or 128 and the signal that it died of.
     int finish();
 

@@ -9,10 +9,10 @@
 #include <fstream>
 
 #include "lab/drives/Command.h"
+#include "lab/drives/Faults.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Waiting.h"
-#include "tests/system/LabTest.h"
-#include "unix/KRUnixMODiskImpl.h"
+#include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
 
@@ -27,27 +27,7 @@ extern "C" FILE* popen(const char* line, const char* mode)
 
 namespace {
 
-/// An fdisk of the days when it left a GPT to parted. The true one comes back with the end of this.
-struct OldFdisk {
-    explicit OldFdisk(const std::string& disk)
-    {
-        fs::rename("/sbin/fdisk", "/sbin/fdisk.true");
-        std::ofstream("/sbin/fdisk") << "#!/bin/sh\necho 'Disk " << disk << ": 33 MB, 33554432 bytes\n"
-                                     << "255 heads, 63 sectors/track, 4 cylinders\n\n"
-                                     << disk << "1 1 5 32767+ ee  EFI GPT'\n";
-        fs::permissions("/sbin/fdisk", fs::perms::owner_all);
-    }
-    ~OldFdisk() { fs::rename("/sbin/fdisk.true", "/sbin/fdisk"); }
-    OldFdisk(const OldFdisk&) = delete;
-};
-
 using HostileMediumTest = LabTest;
-
-/// @return what krmo said and its exit status.
-std::string runTool(const std::string& arguments)
-{
-    return lab::runCommand({"sh", "-c", KRMO_TOOL " " + arguments + " 2>&1; echo $?"});
-}
 
 std::string mounted()
 {
@@ -60,7 +40,10 @@ TEST_F(HostileMediumTest, NamesOfPartitionsRunNothing)
     const auto other = drives.add();
     const auto neighbour = open(other.blockNode);
     ASSERT_TRUE(neighbour != nullptr && neighbour->mount() == 0);
-    const OldFdisk fdisk(unit.blockNode);
+    lab::replaceProgram("/sbin/fdisk", // of the days when it left a GPT to parted
+                        "echo 'Disk " + unit.blockNode +
+                            ": 33 MB, 33554432 bytes\n255 heads, 63 sectors/track, 4 cylinders\n\n" + unit.blockNode +
+                            "1 1 5 32767+ ee  EFI GPT'");
     const std::string neighbours = other.partitionNode(1) + "\n";
     // parted 3.5 writes past its table where a name has a line break, and often dies of it. With pages of the table's
     // own there is room.
@@ -100,13 +83,13 @@ TEST_F(HostileMediumTest, NamesOfPartitionsRunNothing)
         EXPECT_EQ(mounted(), both);
         drive->unmount();
         EXPECT_EQ(mounted(), neighbours);
-        runTool("put --force " + unit.genericNode + " /etc/hostname");
+        run("put --force " + unit.genericNode + " /etc/hostname");
         EXPECT_EQ(mounted(), neighbours);
     }
     EXPECT_EQ(commands.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789/ -KRMT.\n"), std::string::npos)
         << commands;
     for (const std::string command : {"drives ", "info ", "mount ", "unload "})
-        runTool(command + (command == "drives " ? "" : unit.genericNode));
+        run(command + (command == "drives " ? "" : unit.genericNode));
     EXPECT_TRUE(mounted() == neighbours && !fs::exists("/pwned"));
 }
 
@@ -130,7 +113,7 @@ TEST_F(HostileMediumTest, PlantedAtTheMountDirectory)
         fs::create_directories("/tmp/elsewhere");
         fs::create_directories(one.place.parent_path());
         one.isLink ? fs::create_symlink("/tmp/elsewhere", one.place) : std::ofstream(one.place).close();
-        EXPECT_NE(runTool("put " + unit.blockNode + " /etc/hostname").find(one.said), std::string::npos) << one.said;
+        EXPECT_TRUE(ended(run("put " + unit.blockNode + " /etc/hostname"), 1, one.said));
         EXPECT_EQ(mountOf(unit.partitionNode(1)), "");
         EXPECT_EQ(drive->mount(), one.code);
         drive->unmount();
@@ -145,7 +128,7 @@ TEST_F(HostileMediumTest, NamesOfFilesAreNeitherRunNorShownRaw)
     fs::create_directories("/tmp/from/in");
     for (const char* const name : {"$(touch pwned)", ";touch pwned", "a'b`id`&{x,y}[!]~#%s%n", "AXB[2"})
         std::ofstream(std::string("/tmp/from/in/") + name) << name;
-    runTool("put " + unit.genericNode + " /tmp/from/in");
+    run("put " + unit.genericNode + " /tmp/from/in");
     std::fstream medium(unit.blockNode, std::ios::in | std::ios::out | std::ios::binary);
     const std::string bytes(std::istreambuf_iterator<char>(medium), {});
     const std::string name("X\0B\0[\0", 6); // the kernel makes none with an escape
@@ -158,7 +141,7 @@ TEST_F(HostileMediumTest, NamesOfFilesAreNeitherRunNorShownRaw)
     const std::string shown = lab::runCommand({"script", "--quiet", "--return", "--command", list, "/dev/null"});
     EXPECT_NE(shown.find("A\\x1bB[2"), std::string::npos) << shown;
     EXPECT_EQ(shown.find('\x1b'), std::string::npos);
-    EXPECT_NE(runTool("get " + unit.genericNode + " in --to /tmp").find("4 files"), std::string::npos);
+    EXPECT_TRUE(ended(run("get " + unit.genericNode + " in --to /tmp"), 0, "4 files"));
     EXPECT_FALSE(fs::exists("pwned"));
 }
 

@@ -1,51 +1,39 @@
 #include "tests/system/LabTest.h"
 
 #include <algorithm>
+#include <fstream>
 #include <utility>
 
-#include <mntent.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-std::vector<std::pair<int, std::string>> LabTest::log;
-std::vector<unsigned int> LabTest::waits;
-std::function<void()> LabTest::duringWait;
+#include "lab/drives/Faults.h"
+#include "lab/drives/Media.h"
+#include "unix/KRUnixMODiskImpl.h"
 
-namespace {
-
-struct Waits : LabTest {
-    using LabTest::duringWait;
-    using LabTest::waits;
-};
-
-struct MountEntry {
-    std::string node;
-    std::string directory;
-};
-
-std::vector<MountEntry> mounts()
+/// Node and directory of each mount.
+static std::vector<std::pair<std::string, std::string>> mounts()
 {
-    std::vector<MountEntry> found;
-    FILE* const table = setmntent("/proc/self/mounts", "r");
-    while (const mntent* entry = getmntent(table))
-        found.push_back({entry->mnt_fsname, entry->mnt_dir});
-    endmntent(table);
+    std::vector<std::pair<std::string, std::string>> found;
+    std::ifstream table("/proc/self/mounts");
+    for (std::string node, directory, rest; table >> node >> directory && std::getline(table, rest);)
+        found.emplace_back(node, directory);
     return found;
 }
-
-} // namespace
 
 // The library's waits, which it reaches through these symbols.
 extern "C" unsigned int sleep(unsigned int seconds)
 {
-    Waits::waits.push_back(seconds);
-    if (const auto event = std::exchange(Waits::duringWait, nullptr))
+    LabTest::waits.push_back(seconds);
+    if (const auto event = std::exchange(LabTest::duringWait, nullptr))
         event();
     return 0;
 }
 
 void ZOSLEEP_InTeRnAl(unsigned long milliseconds, const char* /*file*/, int /*line*/)
 {
-    Waits::waits.push_back(static_cast<unsigned int>(milliseconds / 1000));
+    LabTest::waits.push_back(static_cast<unsigned int>(milliseconds / 1000));
 }
 
 LabTest::LabTest(const lab::EmulationSettings& settings) : drives(settings)
@@ -61,6 +49,7 @@ LabTest::LabTest(const lab::EmulationSettings& settings) : drives(settings)
 
 LabTest::~LabTest()
 {
+    lab::restoreFiles();
     unmountAll();
     drives.setParameter("add_host", "-" + drives.parameter("add_host"));
 }
@@ -74,19 +63,35 @@ std::unique_ptr<KRHardDiskDrive> LabTest::open(const std::string& path)
 
 void LabTest::unmountAll()
 {
-    for (const MountEntry& entry : mounts()) {
-        if (entry.directory.find("/KRMT") != std::string::npos)
-            umount2(entry.directory.c_str(), MNT_DETACH);
+    for (const auto& [node, directory] : mounts()) {
+        if (directory.find("/KRMT") != std::string::npos)
+            umount2(directory.c_str(), MNT_DETACH);
     }
 }
 
 std::string LabTest::mountOf(const std::string& node)
 {
-    for (const MountEntry& entry : mounts()) {
-        if (entry.node == node)
-            return entry.directory;
+    for (const auto& [mounted, directory] : mounts()) {
+        if (mounted == node)
+            return directory;
     }
     return {};
+}
+
+std::string LabTest::namesOn(const lab::EmulatedDrive& drive)
+{
+    std::string names;
+    for (const auto& [name, bytes] : lab::contentOf(drive.partitionNode(1)))
+        names += (names.empty() ? "" : " ") + name;
+    return names;
+}
+
+void LabTest::setRunning(const std::string& path, bool isRunning)
+{
+    const pid_t process = fork();
+    if (process == 0)
+        _exit(KRUnixMODiskImpl(path, "", 0, 0, true).StartStopUnit(isRunning ? 1 : 0, 0));
+    waitpid(process, nullptr, 0);
 }
 
 bool LabTest::wasLogged(int level, const std::string& text)

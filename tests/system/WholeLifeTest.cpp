@@ -1,29 +1,24 @@
 // A drive's whole life on every kind of medium that the lab can show.
 
-#include <fstream>
 #include <numeric>
+#include <set>
 
 #include <sys/statvfs.h>
 
 #include "lab/drives/CommandLog.h"
+#include "lab/drives/Sysfs.h"
 #include "tests/system/LabTest.h"
 #include "unix/KRUnixMODiskImpl.h"
 
 namespace {
 
-enum class Name {
-    block,
-    generic,
-    bsg,
-    link,
-    address
-};
+using Drive = lab::EmulatedDrive;
 
 struct Kind {
     const char* name;
     lab::DriveDescription drive;
+    std::string (*path)(const Drive&); ///< by which the drive is opened
     int unit = 0;
-    Name givenAs = Name::generic;
     int sectorSize = 512;
 };
 
@@ -31,65 +26,39 @@ const lab::DriveType disk = lab::DriveType::disk;
 const lab::DriveType optical = lab::DriveType::magnetoOptical;
 const lab::FileSystem vfat = lab::FileSystem::vfat;
 
+std::string linkTo(const Drive& drive)
+{
+    const std::string link = testing::TempDir() + "drive-link";
+    std::remove(link.c_str());
+    return symlink(drive.blockNode.c_str(), link.c_str()) == 0 ? link : "";
+}
+
+const auto block = [](const Drive& drive) { return drive.blockNode; };
+const auto generic = [](const Drive& drive) { return drive.genericNode; };
+const auto bsg = [](const Drive& drive) { return "/dev/bsg/" + drive.address; };
+const auto address = [](const Drive& drive) { return drive.address; };
+
 const Kind kinds[] = {
-    {"DiskWithDosLabel", {disk, lab::Label::dos, vfat}},
-    {"DiskWithGpt", {disk, lab::Label::gpt, vfat}, 0, Name::block},
-    {"SeveralPartitions", {disk, lab::Label::dos, vfat, 3}, 0, Name::bsg},
-    {"UnitOne", {disk, lab::Label::dos, vfat, 1, 2}, 1, Name::address},
-    {"OpticalWithDosLabel", {optical, lab::Label::dos, vfat}, 0, Name::link},
-    {"OpticalWithLargeSectors", {optical, lab::Label::gpt, vfat, 2}, 0, Name::block, 2048},
+    {"DiskWithDosLabel", {disk, lab::Label::dos, vfat}, generic},
+    {"DiskWithGpt", {disk, lab::Label::gpt, vfat}, block},
+    {"SeveralPartitions", {disk, lab::Label::dos, vfat, 3}, bsg},
+    {"UnitOne", {disk, lab::Label::dos, vfat, 1, 2}, address, 1},
+    {"OpticalWithDosLabel", {optical, lab::Label::dos, vfat}, linkTo},
+    {"OpticalWithLargeSectors", {optical, lab::Label::gpt, vfat, 2}, block, 0, 2048},
 };
 
-std::string pathOf(const lab::EmulatedDrive& drive, Name name)
-{
-    switch (name) {
-    case Name::block:
-        return drive.blockNode;
-    case Name::generic:
-        return drive.genericNode;
-    case Name::bsg:
-        return "/dev/bsg/" + drive.address;
-    case Name::link: {
-        const std::string link = testing::TempDir() + "drive-link";
-        std::remove(link.c_str());
-        return symlink(drive.blockNode.c_str(), link.c_str()) == 0 ? link : "";
-    }
-    default:
-        return drive.address;
-    }
-}
-
-unsigned long long sectorsOf(const std::string& node)
-{
-    unsigned long long sectors = 0;
-    std::ifstream("/sys/class/block" + node.substr(node.rfind('/')) + "/size") >> sectors;
-    return sectors;
-}
-
-/// The commands of the library's own that reached a unit, without those of the kernel's disk driver.
-bool arrived(const std::vector<lab::ArrivedCommand>& commands, const std::string& address,
-             const std::vector<uint8_t>& bytes)
-{
-    return std::any_of(commands.begin(), commands.end(), [&](const lab::ArrivedCommand& command) {
-        return command.address == address && command.bytes == bytes;
-    });
-}
-
-class WholeLifeTest : public LabTest, public ::testing::WithParamInterface<Kind> {
-protected:
+struct WholeLifeTest : LabTest, testing::WithParamInterface<Kind> {
     WholeLifeTest() : LabTest({32, GetParam().sectorSize, 0}) {}
 
     static void transfer(KRHardDiskDrive& drive, const std::string& path, int accessMode, std::vector<char>& data)
     {
-        constexpr std::size_t blockLength = 65536;
         const int handle = drive.createFile(path, accessMode, 0);
         ASSERT_GT(handle, 0);
-        for (std::size_t done = 0; done < data.size(); done += blockLength) {
-            const std::size_t length = std::min(blockLength, data.size() - done);
-            char* const block = data.data() + done;
-            const std::size_t count =
-                accessMode == 2 ? drive.writeFile(handle, block, length) : drive.readFile(handle, block, length);
-            ASSERT_EQ(count, length);
+        for (std::size_t done = 0, length = 65536; done < data.size(); done += length) {
+            char* const start = &data[done];
+            length = std::min(length, data.size() - done);
+            ASSERT_EQ(length,
+                      accessMode == 2 ? drive.writeFile(handle, start, length) : drive.readFile(handle, start, length));
         }
         drive.closeHandle(handle);
     }
@@ -98,9 +67,9 @@ protected:
 TEST_P(WholeLifeTest, FromTheFactoryToEject)
 {
     drives.add(GetParam().drive);
-    const lab::EmulatedDrive unit = drives.list().at(static_cast<std::size_t>(GetParam().unit));
+    const Drive unit = drives.list().at(static_cast<std::size_t>(GetParam().unit));
     const std::string partition = unit.partitionNode(1);
-    const auto drive = open(pathOf(unit, GetParam().givenAs));
+    const auto drive = open(GetParam().path(unit));
     ASSERT_NE(drive, nullptr);
 
     std::string serial;
@@ -114,7 +83,7 @@ TEST_P(WholeLifeTest, FromTheFactoryToEject)
     EXPECT_EQ(mountOf(partition), directory);
     const auto partitions = KRUnixMODiskImpl::getPartDataByDiskName(unit.blockNode);
     ASSERT_EQ(partitions.size(), static_cast<std::size_t>(GetParam().drive.partitions));
-    EXPECT_EQ(partitions.front().partSize, std::to_string(sectorsOf(partition)));
+    EXPECT_EQ(partitions.front().partSize, lab::readAttribute("/sys/class/block" + partition.substr(4) + "/size"));
 
     const std::string path = directory + "/one/two/data.bin";
     std::vector<char> data(300'001);
@@ -140,12 +109,16 @@ TEST_P(WholeLifeTest, FromTheFactoryToEject)
     drives.setCommandLog(true);
     lab::CommandLog commands;
     EXPECT_EQ(drive->unload(), 0u) << lastError(*drive);
-    const auto sent = commands.take();
+    std::set<std::vector<uint8_t>> arrived; // the kernel's disk driver has sent some, too
+    for (const lab::ArrivedCommand& command : commands.take()) {
+        if (command.address == unit.address)
+            arrived.insert(command.bytes);
+    }
     const auto lunBits = static_cast<uint8_t>(GetParam().unit << 5);
-    EXPECT_TRUE(arrived(sent, unit.address, {0x00, lunBits, 0, 0, 0, 0})); // TEST UNIT READY
-    EXPECT_TRUE(arrived(sent, unit.address, {0x1e, lunBits, 0, 0, 0, 0})); // PREVENT ALLOW: allow
-    EXPECT_TRUE(arrived(sent, unit.address, {0x1b, 0, 0, 0, 0, 0}));       // START STOP UNIT: stop
-    EXPECT_TRUE(arrived(sent, unit.address, {0x1b, 0, 0, 0, 2, 0}));       // the eject of the tool
+    EXPECT_TRUE(arrived.count({0x00, lunBits, 0, 0, 0, 0})); // TEST UNIT READY
+    EXPECT_TRUE(arrived.count({0x1e, lunBits, 0, 0, 0, 0})); // PREVENT ALLOW: allow
+    EXPECT_TRUE(arrived.count({0x1b, 0, 0, 0, 0, 0}));       // START STOP UNIT: stop
+    EXPECT_TRUE(arrived.count({0x1b, 0, 0, 0, 2, 0}));       // the eject of the tool
     EXPECT_EQ(mountOf(partition), "");
     EXPECT_EQ(waits, std::vector<unsigned int>{10});
 }

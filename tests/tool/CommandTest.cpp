@@ -1,17 +1,16 @@
 // The commands apart from transfers: what they tell, what they refuse, and what a busy medium makes of them.
 
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+
+#include <unistd.h>
+
 #include <nlohmann/json.hpp>
 
-#include "ToolTest.h"
 #include "lab/drives/Command.h"
+#include "lab/drives/Faults.h"
+#include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -54,6 +53,7 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
     file("case/Über", 1);
     file("case/über", 1);
     fs::resize_file(file("huge/file", 0), 4'294'967'296);
+    fs::resize_file(file("many", 0), 210'000'000);
     file("odd/what?", 1);
     file("odd dot/dot.", 1);
     const std::string put = "put " + drive.genericNode + " ";
@@ -72,6 +72,7 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
         {put + folder + "/case", 2, "have the same name on FAT"},
         {put + good + " " + good, 2, "have the same name on FAT"},
         {put + folder + "/huge", 2, "4 GiB"},
+        {put + folder + "/many", 1, "too little space"},
         {put + folder + "/odd", 2, "holds ?"},
         {put + "'" + folder + "/odd dot'", 2, "ends with a dot"},
         {put + good + " --to a:b", 2, "holds :"},
@@ -84,7 +85,7 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
     };
     for (const auto& one : cases)
         EXPECT_TRUE(ended(run(one.arguments), one.status, one.said)) << one.arguments;
-    EXPECT_EQ("", contentOf(drive));
+    EXPECT_EQ("", namesOn(drive));
     EXPECT_TRUE(fs::is_empty(directoryOf(other)));
 
     const std::string asNobody = "setpriv --reuid=65534 --regid=65534 --clear-groups";
@@ -96,11 +97,9 @@ TEST_F(ToolTest, AnInterruptedToolDoesNoHarm)
 {
     const lab::EmulatedDrive drive = drives.add();
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
-    fs::rename("/sbin/fdisk", "/sbin/fdisk.true"); // one before it interrupts the whole group, as a terminal does
-    std::ofstream("/sbin/fdisk") << "#!/bin/sh\nkill -INT 0\nexec /sbin/fdisk.true \"$@\"\n";
-    fs::permissions("/sbin/fdisk", fs::perms::owner_all);
+    // One before it interrupts the whole group, as a terminal does.
+    lab::replaceProgram("/sbin/fdisk", "kill -INT 0; exec \"$0.away\" \"$@\"");
     EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + file("good", 1), "setsid --wait"), 130, "interrupted"));
-    fs::rename("/sbin/fdisk.true", "/sbin/fdisk");
     EXPECT_TRUE(isMounted(drive));
     EXPECT_TRUE(fs::is_empty(directoryOf(drive)));
 }
@@ -124,20 +123,13 @@ TEST_F(ToolTest, ABusyMediumStaysWhereItIsAndItsHolderIsNamed)
     EXPECT_TRUE(isMounted(drive));
     open.close();
 
-    int ready[2];
-    ASSERT_EQ(0, pipe(ready));
-    const pid_t elsewhere = fork();
-    if (elsewhere == 0) {
-        const bool apart = unshare(CLONE_NEWNS) == 0 && mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-        if (write(ready[1], "", apart ? 1 : 0) == 1)
-            pause();
-        _exit(1);
-    }
-    char byte = 0;
-    ASSERT_EQ(1, read(ready[0], &byte, 1));
-    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 1, "name space of process " + std::to_string(elsewhere)));
+    lab::SteppedProgram elsewhere;
+    elsewhere.start("exec unshare --mount sh -c 'echo apart; exec yes'");
+    elsewhere.runBehind("apart", 1);
+    const std::string space = "name space of process " + std::to_string(elsewhere.process());
+    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 1, space));
     EXPECT_TRUE(ended(run("drives"), 0, " ready"));
-    kill(elsewhere, SIGKILL);
-    waitpid(elsewhere, nullptr, 0);
+    elsewhere.kill(SIGKILL);
+    elsewhere.finish();
     EXPECT_TRUE(ended(run("unload " + drive.genericNode), 0, "ejected"));
 }

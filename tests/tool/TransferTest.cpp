@@ -1,39 +1,17 @@
 // put and get: whole copies or none, whatever comes between.
 
-#include <sys/statvfs.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 
-#include "ToolTest.h"
 #include "lab/drives/Command.h"
-#include "unix/KRUnixMODiskImpl.h"
+#include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
 
-namespace {
-
-/// Ejecting leaves an emulated drive stopped, with its medium in. A process of its own does this, since one that has
-/// sent a command keeps the drive open.
-void startUnit(const lab::EmulatedDrive& drive)
-{
-    const pid_t process = fork();
-    if (process == 0)
-        _exit(KRUnixMODiskImpl(drive.genericNode, "", 0, 0, true).StartStopUnit(1, 0) == 0 ? 0 : 1);
-    int status = 0;
-    waitpid(process, &status, 0);
-    ASSERT_EQ(0, status);
-}
-
-void expectSame(const std::string& one, const std::string& other)
+static void expectSame(const std::string& one, const std::string& other)
 {
     EXPECT_NO_THROW(lab::runCommand({"diff", "-r", one, other}));
 }
-
-} // namespace
 
 TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
 {
@@ -46,7 +24,7 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
         const lab::EmulatedDrive drive = drives.add({type});
         EXPECT_TRUE(ended(run("put --to a/b " + drive.address + " " + folder + "/tree"), 0, "502 files"));
         EXPECT_TRUE(ended(run("unload " + drive.address), 0, "ejected"));
-        startUnit(drive);
+        setRunning(drive.genericNode, true); // an ejected one is stopped, with its medium in
         EXPECT_TRUE(ended(run("get --force " + drive.address + " a/b/tree --to " + folder + "/back"), 0, "502 files"));
         expectSame(folder + "/tree", folder + "/back/tree");
         EXPECT_FALSE(isMounted(drive));
@@ -64,7 +42,7 @@ TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
     file("tree/file", 7);
     EXPECT_TRUE(ended(run(put), 2, "--force"));
     EXPECT_TRUE(ended(run(put + " --force"), 0));
-    EXPECT_EQ("file tree tree/file ", contentOf(drive));
+    EXPECT_EQ("file tree tree/file", namesOn(drive));
     EXPECT_TRUE(ended(run("get " + drive.blockNode + " / --to " + folder + "/back"), 0));
     expectSame(folder + "/tree", folder + "/back/tree");
     expectSame(folder + "/tree/file", folder + "/back/file");
@@ -94,7 +72,7 @@ TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
     };
     for (const auto& one : cases)
         EXPECT_TRUE(ended(run(one.arguments), 2, one.said)) << one.arguments;
-    EXPECT_EQ("a a/x b b/longfilename.txt b/x ", contentOf(drive));
+    EXPECT_EQ("a a/x b b/longfilename.txt b/x", namesOn(drive));
     EXPECT_TRUE(fs::is_empty(folder + "/back"));
 }
 
@@ -104,39 +82,23 @@ TEST_F(ToolTest, AFileThatAppearsMeanwhileStays)
     putAndStop(drive);
     const std::string other = directoryOf(drive) + "/to/large";
     fs::copy_file(folder + "/small", other);
-    EXPECT_TRUE(ended(finishPut(), 2, "large is there already"));
+    EXPECT_TRUE(ended(finish(put), 2, "large is there already"));
     ASSERT_TRUE(ended(run("get " + drive.genericNode + " to/large --to " + folder + "/back"), 0));
     expectSame(folder + "/small", folder + "/back/large");
 }
 
-TEST_F(ToolTest, AnInterruptLeavesWhatIsFinishedAndNothingElse)
+TEST_F(ToolTest, WhatEndsAPutLeavesWhatIsFinishedAndNothingElse)
 {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, 0}) { // 0: the medium turns write-protected
         const lab::EmulatedDrive drive = drives.add();
         putAndStop(drive);
-        EXPECT_TRUE(ended(run("ls " + drive.genericNode), 1, "process " + std::to_string(put) + " (krmo)"));
-        EXPECT_TRUE(ended(finishPut(signal), 130, "1 of 2 done"));
+        EXPECT_TRUE(ended(run("ls " + drive.genericNode), 1, "process " + std::to_string(put.process()) + " (krmo)"));
+        put.kill(signal);
+        drives.setParameter("wp", signal == 0 ? "1" : "0");
+        EXPECT_TRUE(ended(finish(put), signal == 0 ? 1 : 130, "1 of 2 done"));
+        drives.setParameter("wp", "0");
         EXPECT_FALSE(isMounted(drive));
-        EXPECT_EQ("to to/small ", contentOf(drive));
+        EXPECT_EQ("to to/small", namesOn(drive));
         drives.removeAll();
     }
-}
-
-TEST_F(ToolTest, TooLittleSpaceIsToldBeforehand)
-{
-    const lab::EmulatedDrive drive = drives.add();
-    fs::resize_file(file("sparse", 0), 210'000'000);
-    EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + folder + "/sparse"), 1, "too little space"));
-}
-
-TEST_F(ToolTest, AMediumThatTurnsWriteProtectedHasTheFinishedCopies)
-{
-    const lab::EmulatedDrive drive = drives.add();
-    putAndStop(drive);
-    drives.setParameter("wp", "1");
-    const ToolResult result = finishPut();
-    drives.setParameter("wp", "0");
-    EXPECT_TRUE(ended(result, 1, "1 of 2 done"));
-    EXPECT_FALSE(isMounted(drive));
-    EXPECT_EQ("to to/small ", contentOf(drive));
 }
