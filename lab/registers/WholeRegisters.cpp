@@ -9,7 +9,6 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 
-#include <cstdarg>
 #include <cstring>
 
 namespace {
@@ -39,14 +38,11 @@ long setExtendedRegisters(pid_t program, void* set, const iovec& part)
 
 } // namespace
 
-extern "C" long ptrace(__ptrace_request request, ...) noexcept
+/// Found by the kernel's process in the place of ptrace, whose arguments it takes one by one.
+extern "C" long completePtrace(__ptrace_request request, pid_t program, void* address, void* data) __asm__("ptrace");
+
+extern "C" long completePtrace(__ptrace_request request, pid_t program, void* address, void* data)
 {
-    va_list arguments;
-    va_start(arguments, request);
-    const pid_t program = va_arg(arguments, pid_t);
-    void* const address = va_arg(arguments, void*);
-    void* const data = va_arg(arguments, void*);
-    va_end(arguments);
     if (request == PTRACE_SETREGSET && address == reinterpret_cast<void*>(NT_X86_XSTATE)) {
         return setExtendedRegisters(program, address, *static_cast<const iovec*>(data));
     }
