@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "lab/drives/Command.h"
+#include "lab/drives/CommandAnswers.h"
 
 namespace lab {
 
@@ -11,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string end = ".away";
+const std::string awaySuffix = ".away";
 const std::string folder = "/run/lab-faults"; // in the file system, since faults outlive the process that made them
 const std::string list = folder + "/files";
 
@@ -20,7 +21,7 @@ void runShell(const std::string& line)
     runCommand({"sh", "-c", line});
 }
 
-// Descriptors that others have open keep the kernel from it, too; then the partitions stay as they were.
+// A device that a process has open is not read again, and its partitions stay as they were.
 void readPartitionTable(const std::string& blockNode)
 {
     runShell("blockdev --rereadpt " + blockNode + " 2>&1 || true");
@@ -32,7 +33,7 @@ void takeAway(const std::string& path)
 {
     fs::create_directories(folder);
     std::ofstream(list, std::ios::app) << path << "\n";
-    fs::rename(path, path + end);
+    fs::rename(path, path + awaySuffix);
 }
 
 void replaceProgram(const std::string& path, const std::string& line)
@@ -55,9 +56,20 @@ void restoreFiles()
     std::ifstream paths(list);
     for (std::string path; std::getline(paths, path);) {
         fs::remove_all(path);
-        fs::rename(path + end, path);
+        fs::rename(path + awaySuffix, path);
     }
     fs::remove(list);
+}
+
+void answerCommands(const std::string& lines)
+{
+    fs::create_directories(folder);
+    std::ofstream(answersFile) << lines << "\n";
+}
+
+void passCommands()
+{
+    fs::remove(answersFile);
 }
 
 void overwriteSectors(const std::string& blockNode, int first, int number, const std::string& command)
@@ -65,7 +77,9 @@ void overwriteSectors(const std::string& blockNode, int first, int number, const
     const std::string start = std::to_string(first);
     const std::string size = " bs=512 count=" + std::to_string(number);
     fs::create_directories(folder + "/sectors");
-    runShell("dd if=" + blockNode + " of=" + folder + "/sectors/" + start + " skip=" + start + size);
+    if (!fs::exists(folder + "/sectors/" + start)) {
+        runShell("dd if=" + blockNode + " of=" + folder + "/sectors/" + start + " skip=" + start + size);
+    }
     runShell("(" + command + ") | dd of=" + blockNode + " conv=fsync iflag=fullblock seek=" + start + size);
     readPartitionTable(blockNode);
 }

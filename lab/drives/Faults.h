@@ -12,11 +12,20 @@ void takeAway(const std::string& path);
 /// Puts a line for the shell in the place of a program; it finds the true one as "$0.away".
 void replaceProgram(const std::string& path, const std::string& line);
 
-/// Replaces a program by one that hangs until this process sees it hang, and then dies by SIGKILL; for one run of it.
+/// Replaces a program by one that hangs until a process in the background sees it hang, and then dies by SIGKILL; for
+/// one run of it.
 void letHangAndDie(const std::string& path);
 
 /// Brings back what was taken away or replaced.
 void restoreFiles();
+
+/// In a lab with scripted answers, says what becomes of the SCSI commands that processes send by SG_IO: a line each,
+/// the last one for all that follow. "STATUS HOST KEY CODE QUALIFIER", in hexadecimal, is the status, that of the
+/// transport, and the sense; "pass" leaves the command to the drive.
+void answerCommands(const std::string& lines);
+
+/// Leaves all commands to the drives again.
+void passCommands();
 
 /// Overwrites sectors of 512 bytes with what a command for the shell prints, and has the kernel read the partition
 /// table of a drive that is not in use.

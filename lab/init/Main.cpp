@@ -80,21 +80,34 @@ void takeEnvironment(const lab::RunOrder& order)
     }
 }
 
-// The library is preloaded by another name, for the list of libraries to preload is split at blanks, which the path of
-// a build folder may have.
-std::string linkSleepLibrary()
+// A library is preloaded by another path, for the list of libraries to preload is split at blanks, which the path of a
+// build folder may have.
+std::string linkToLibrary(const std::string& name)
 {
-    std::string link = "/run/lab-short-sleeps.so";
+    std::string link = "/run/" + name;
     const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
-    std::filesystem::create_symlink(self.parent_path() / "liblabsleep.so", link);
+    std::filesystem::create_symlink(self.parent_path() / name, link);
     return link;
+}
+
+std::string preloadedLibraries(const lab::LabOptions& options)
+{
+    std::string list;
+    if (options.shortSleeps) {
+        list += linkToLibrary("liblabsleep.so") + " ";
+    }
+    if (options.scriptedAnswers) {
+        list += linkToLibrary("liblabanswers.so") + " ";
+    }
+    return list;
 }
 
 lab::GuestProgram::Settings programSettings(const lab::RunOrder& order, const lab::LabOptions& options)
 {
     lab::GuestProgram::Settings settings{options.program, order.environment, order.workingDirectory};
-    if (options.shortSleeps) {
-        settings.environment.push_back("LD_PRELOAD=" + linkSleepLibrary());
+    const std::string libraries = preloadedLibraries(options);
+    if (!libraries.empty()) {
+        settings.environment.push_back("LD_PRELOAD=" + libraries);
     }
     return settings;
 }

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr time_t longestSeconds = 5;
+constexpr time_t shortestSkipped = 5;
 const char* const commandVariable = "LAB_DURING_WAIT";
 
 bool runCommand()
@@ -32,8 +32,8 @@ bool isSkipped(time_t seconds)
     if (seconds < 1) {
         return false;
     }
-    static const bool hadCommand = runCommand();
-    return hadCommand || seconds >= longestSeconds;
+    static const bool commandSucceeded = runCommand();
+    return commandSucceeded || seconds >= shortestSkipped;
 }
 
 // Of an absolute wait, what is left counts.

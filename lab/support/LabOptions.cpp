@@ -14,6 +14,7 @@ const std::map<std::string, bool LabOptions::*> switches{
     {"--descriptor-sense", &LabOptions::descriptorSense},
     {"--log-commands", &LabOptions::logCommands},
     {"--short-sleeps", &LabOptions::shortSleeps},
+    {"--scripted-answers", &LabOptions::scriptedAnswers},
     {"--verbose", &LabOptions::verbose},
     {"--help", &LabOptions::help},
 };
@@ -142,6 +143,7 @@ drives:
 run:
   --results DIR         a folder of the machine that the program can write; all else it changes is forgotten
   --short-sleeps        sleeps of 5 seconds and more return at once in PROGRAM
+  --scripted-answers    PROGRAM can say what the drives answer its SCSI commands
   --timeout SECONDS     end everything after that time, with exit status 124
   --boot-timeout SECONDS  give up on a boot after that time (60)
   --memory MB           memory of the kernel (224, and the size of a medium for each drive and one more)

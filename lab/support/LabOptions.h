@@ -20,6 +20,7 @@ struct LabOptions {
     int timeoutSeconds = 0;  ///< bound for boot and program; 0: none but the boot's own
     int bootSeconds = 60;
     bool shortSleeps = false;
+    bool scriptedAnswers = false;
     bool verbose = false;
     bool help = false;
     std::vector<std::string> program; ///< name and arguments

@@ -4,6 +4,7 @@
 #undef NDEBUG
 #include <algorithm>
 #include <cassert>
+#include <cctype>
 #include <cerrno>
 #include <set>
 
@@ -17,7 +18,8 @@
 
 static bool isPlain(const std::string& text)
 {
-    return text.find_first_of("'\"\\$`;&|<>()[]{}*?!~#\n\t\x7f") == std::string::npos;
+    return text.find_first_of("'\"\\$`;&|<>()[]{}*?!~#") == std::string::npos &&
+           std::none_of(text.begin(), text.end(), [](unsigned char byte) { return std::iscntrl(byte) != 0; });
 }
 
 static KRUnixMODiskImpl backend("/dev/sg1", "", -1, 0, true);

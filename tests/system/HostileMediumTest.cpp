@@ -83,13 +83,13 @@ TEST_F(HostileMediumTest, NamesOfPartitionsRunNothing)
         EXPECT_EQ(mounted(), both);
         drive->unmount();
         EXPECT_EQ(mounted(), neighbours);
-        run("put --force " + unit.genericNode + " /etc/hostname");
+        EXPECT_TRUE(ended(run("put --force " + unit.genericNode + " /etc/hostname"), one.mounted == 0 ? 1 : 0));
         EXPECT_EQ(mounted(), neighbours);
     }
     EXPECT_EQ(commands.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789/ -KRMT.\n"), std::string::npos)
         << commands;
     for (const std::string command : {"drives ", "info ", "mount ", "unload "})
-        run(command + (command == "drives " ? "" : unit.genericNode));
+        EXPECT_TRUE(ended(run(command + (command == "drives " ? "" : unit.genericNode)), 0)) << command;
     EXPECT_TRUE(mounted() == neighbours && !fs::exists("/pwned"));
 }
 
@@ -128,7 +128,7 @@ TEST_F(HostileMediumTest, NamesOfFilesAreNeitherRunNorShownRaw)
     fs::create_directories("/tmp/from/in");
     for (const char* const name : {"$(touch pwned)", ";touch pwned", "a'b`id`&{x,y}[!]~#%s%n", "AXB[2"})
         std::ofstream(std::string("/tmp/from/in/") + name) << name;
-    run("put " + unit.genericNode + " /tmp/from/in");
+    EXPECT_TRUE(ended(run("put " + unit.genericNode + " /tmp/from/in"), 0));
     std::fstream medium(unit.blockNode, std::ios::in | std::ios::out | std::ios::binary);
     const std::string bytes(std::istreambuf_iterator<char>(medium), {});
     const std::string name("X\0B\0[\0", 6); // the kernel makes none with an escape
@@ -137,7 +137,7 @@ TEST_F(HostileMediumTest, NamesOfFilesAreNeitherRunNorShownRaw)
         medium.seekp(static_cast<std::streamoff>(at)).put('\x1b');
     medium.close();
 
-    const std::string list = KRMO_TOOL " ls " + unit.genericNode + " in";
+    const std::string list = "'" KRMO_TOOL "' ls " + unit.genericNode + " in";
     const std::string shown = lab::runCommand({"script", "--quiet", "--return", "--command", list, "/dev/null"});
     EXPECT_NE(shown.find("A\\x1bB[2"), std::string::npos) << shown;
     EXPECT_EQ(shown.find('\x1b'), std::string::npos);

@@ -10,7 +10,7 @@ namespace fs = std::filesystem;
 ToolResult run(const std::string& arguments, const std::string& before)
 {
     lab::SteppedProgram tool;
-    tool.start(before + " " KRMO_TOOL " " + arguments);
+    tool.start(before + " '" KRMO_TOOL "' " + arguments);
     return finish(tool);
 }
 
@@ -57,7 +57,8 @@ void ToolTest::putAndStop(const lab::EmulatedDrive& drive)
 {
     const std::string large = file("large", 0);
     fs::resize_file(large, 100'000'000);
-    put.start("exec " KRMO_TOOL " put --verbose --to to " + drive.genericNode + " " + file("small", 10) + " " + large);
+    put.start("exec '" KRMO_TOOL "' put --verbose --to to " + drive.genericNode + " " + file("small", 10) + " " +
+              large);
     put.runBehind("KRScsiMODiskDrive::writeFile()", 6);
     ASSERT_TRUE(fs::exists(directoryOf(drive) + "/.krmo-incomplete/large"));
 }

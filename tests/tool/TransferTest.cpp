@@ -61,7 +61,7 @@ TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
     } cases[] = {
         {"get " + drive.genericNode + " a/x b/x --force --to " + folder + "/back", "two are named x"},
         {put + "/longfilename.txt " + folder + "/LONGFI~1.TXT", "same name"},
-        {put + "/longfilename.txt --quiet --to b && " KRMO_TOOL " " + put + "/LONGFI~1.TXT --to b --force",
+        {put + "/longfilename.txt --quiet --to b && '" KRMO_TOOL "' " + put + "/LONGFI~1.TXT --to b --force",
          "short name"},
         {put + "/a --to .krmo-incomplete", "is taken"},
         {put + "/a --to .KRMO-Incomplete/deeper", "is taken"},

@@ -60,11 +60,14 @@ TEST_F(FaultTest, OfDriveMediumAndMachine)
 {
     const std::string gpt = "Disk /dev/sdb: 9 bytes\n\n/dev/sdb1 1 2 3 ee EFI GPT\n";
     const std::string disk = script.tools["/sbin/fdisk -l"];
+    const std::string newer = recorded("fdisk-2.38-disk-model-scsi-removable.constructed.txt");
+    const std::size_t end = newer.find("1310719 "); // of the partition, in its row
     const std::tuple<const char*, Operation, Given> faults[] = {
         {"no medium", load, sensed(2, {2, 0x3a, 0})},
         {"medium changed, mount", mount, listed("/dev/sdb5 1 9\n")},
         {"medium changed, unmount", unmount, listed("/dev/sdb5 1 9\n")},
         {"medium changed, unload", unload, listed("/dev/sdb5 1 9\n")},
+        {"medium changed, same first partition", mount, listed(disk)},
         {"medium changed, for ever", unload, sensed(2, {6, 0x28, 0})},
         {"spins up", loadThrice, sensed(2, {2, 4, 1}, 2)},
         {"write protect", load, sensed(2, {7, 0x27, 0})},
@@ -75,6 +78,11 @@ TEST_F(FaultTest, OfDriveMediumAndMachine)
         {"fdisk dies, opening", opening, listed(disk.substr(0, 70))},
         {"fdisk dies, mount", mount, listed(disk.substr(0, 70))},
         {"fdisk dies in a row, unmount", unmount, listed(disk.substr(0, 90))},
+        {"fdisk dies in the name, mount", mount, listed(disk.substr(0, disk.rfind("1 * ")))},
+        {"fdisk dies in the name, unmount", unmount, listed(disk.substr(0, disk.rfind("1 * ")))},
+        {"newer fdisk dies before the end, unmount", unmount, listed(newer.substr(0, end))},
+        {"newer fdisk dies early in the end, unmount", unmount, listed(newer.substr(0, end + 3))},
+        {"newer fdisk dies late in the end, unmount", unmount, listed(newer.substr(0, end + 5))},
         {"parted dies", opening, listed(gpt)},
         {"no process, parted", opening, listed(gpt, 2)},
         {"no process, umount of unload", unload, listed(disk, 3)},
@@ -83,7 +91,8 @@ TEST_F(FaultTest, OfDriveMediumAndMachine)
         {"no descriptor, mount table", mount, noDescriptor("/etc/mtab")},
         {"no descriptor, directory", mount, noDescriptor("/sdb1/KRMT")},
         {"no descriptor, file", create, noDescriptor("/sdb1/a")}};
-    const std::regex leftOut("^(3|open|1 -1|. closed|1 0 @ (Native|Open|sense| |0x|.$)|$)");
+    const std::regex leftOut("^(3 .*In call|3 -1 (Native|Open on Volume Succ)|open|1 -1|. closed|"
+                             "1 0 @ (Native|Open|sense| |0x|.$)|$)");
     std::string happened;
     for (const auto& [name, operation, given] : faults) {
         reset();
