@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "lab/support/Descriptor.h"
+#include "lab/support/SystemCall.h"
 
 namespace lab {
 

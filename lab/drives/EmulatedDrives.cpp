@@ -6,10 +6,10 @@
 #include <set>
 #include <stdexcept>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Sysfs.h"
 #include "lab/drives/Waiting.h"
+#include "lab/support/Process.h"
 
 namespace lab {
 
@@ -46,7 +46,7 @@ Parameters sharedParameters(const DriveDescription& description)
     return {{"dev_size_mb", std::to_string(description.megabytes)},
             {"sector_size", std::to_string(description.sectorSize)},
             {"tur_ms_to_ready", std::to_string(description.spinUpMilliseconds)},
-            {"wp", std::to_string(static_cast<int>(description.writeProtected))},
+            {"wp", description.writeProtected ? "Y" : "N"},
             {"dsense", std::to_string(static_cast<int>(description.descriptorSense))}};
 }
 

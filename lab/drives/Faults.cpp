@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/CommandAnswers.h"
+#include "lab/support/Process.h"
 
 namespace lab {
 

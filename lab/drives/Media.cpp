@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Waiting.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 #include "lab/support/TemporaryFolder.h"
 

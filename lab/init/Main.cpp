@@ -6,9 +6,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "lab/drives/EmulatedDrives.h"
 #include "lab/init/FileSystems.h"
@@ -70,24 +69,25 @@ std::string preloadedLibraries(const lab::RunOrder& order)
     return list;
 }
 
-lab::GuestProgram::Settings programSettings(const lab::RunOrder& order)
+lab::Program programOf(const lab::RunOrder& order)
 {
-    lab::GuestProgram::Settings settings{order.program, order.environment, order.workingDirectory};
+    lab::Program program{order.program, {}, order.environment, order.workingDirectory};
     const std::string libraries = preloadedLibraries(order);
     if (!libraries.empty()) {
-        settings.environment.push_back("LD_PRELOAD=" + libraries);
+        program.environment.push_back("LD_PRELOAD=" + libraries);
     }
-    return settings;
+    return program;
 }
 
-void runProgram(lab::Channel& channel, const lab::GuestProgram::Settings& settings)
+void runProgram(lab::Channel& channel, const lab::Program& command)
 {
     lab::GuestProgram program(channel);
-    const int failure = program.start(settings);
-    if (failure != 0) {
-        const int status = failure == ENOENT ? lab::statusNotFound : lab::statusNotExecutable;
-        channel.send(lab::MessageKind::failure,
-                     std::to_string(status) + " can't run " + settings.arguments[0] + ": " + std::strerror(failure));
+    try {
+        program.start(command);
+    } catch (const std::system_error& error) {
+        const bool isMissing = error.code() == std::errc::no_such_file_or_directory;
+        const int status = isMissing ? lab::statusNotFound : lab::statusNotExecutable;
+        channel.send(lab::MessageKind::failure, std::to_string(status) + " " + error.what());
         return;
     }
     channel.send(lab::MessageKind::started);
@@ -106,7 +106,7 @@ void runLab(lab::Channel& channel, const std::string& orderFile)
         lab::mountResults(order.results);
     }
     makeDrives(order.drives);
-    runProgram(channel, programSettings(order));
+    runProgram(channel, programOf(order));
 }
 
 } // namespace

@@ -18,10 +18,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Faults.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Sysfs.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <csignal>
 #include <filesystem>
 
-#include "lab/drives/Command.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
