@@ -10,6 +10,7 @@
 #include "lab/drives/Sysfs.h"
 #include "lab/drives/Waiting.h"
 #include "lab/support/Process.h"
+#include "platform/SystemFiles.h"
 
 namespace lab {
 
@@ -88,7 +89,7 @@ std::set<std::string> hosts()
 {
     std::set<std::string> numbers;
     const std::string start = "host";
-    for (const std::string& name : namesIn("/sys/class/scsi_host")) {
+    for (const std::string& name : scsi::namesIn("/sys/class/scsi_host")) {
         numbers.insert(name.substr(start.size()));
     }
     return numbers;
