@@ -9,6 +9,7 @@
 #include <thread>
 
 #include <dlfcn.h>
+#include <semaphore.h>
 #include <unistd.h>
 
 #include "drive/KRScsiMODiskDrive.h"
@@ -89,6 +90,7 @@ struct Host {
     Drive drive, other;
     std::thread reader;
     int pipe[2] = {};
+    sem_t reading = {};
     char byte = 0;
     std::string told;
 } host; // its end comes after that of what dlopen brings in
@@ -97,8 +99,12 @@ Drive openDrive()
 {
     const auto symbol = [](const char* name) { return dlsym(host.library, name); };
     const auto callback = symbol("_ZN17KRScsiMODiskDrive26m_gpLogMessageCallbackFuncB5cxx11E");
-    *static_cast<KRScsiMODiskDrive::LogMessageCallback*>(callback) =
-        [](int, const long long&, const std::string& text) { host.told += text + "\n"; };
+    *static_cast<KRScsiMODiskDrive::LogMessageCallback*>(callback) = [](int, const long long&,
+                                                                        const std::string& text) {
+        host.told += text + "\n";
+        if (text.find("read_file().") != std::string::npos)
+            sem_post(&host.reading);
+    };
     const auto instance = reinterpret_cast<decltype(&KRScsiMODiskDrive::instance)>(
         symbol("_ZN17KRScsiMODiskDrive8instanceEiRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEERKxb"));
     return Drive(instance(11001, "/dev/sg1", 1, true));
@@ -159,5 +165,6 @@ int main()
         host.drive->readFile(host.pipe[0], &host.byte, 1); // until the host's end begins
         host.drive->readFile(-1, &host.byte, 1);
     });
+    sem_wait(&host.reading);
     return 0;
 }
