@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr int megabytes = 256;
-
 void check(unsigned long code)
 {
     if (code != 0)
@@ -24,7 +22,7 @@ LabDrive& LabDrive::instance()
     return drive;
 }
 
-LabDrive::LabDrive() : _drives({megabytes}), _emulated(_drives.add())
+LabDrive::LabDrive() : _emulated(_drives.add(lab::parseDrive("size=256")))
 {
     constexpr int removableHardDisk = 11001;
     _drive.reset(

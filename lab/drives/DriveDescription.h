@@ -31,19 +31,19 @@ struct DriveDescription {
     FileSystem fileSystem = FileSystem::vfat;
     int partitions = 1;   ///< of equal size, primary; without meaning when there is no label
     int logicalUnits = 1; ///< units of one drive show the same medium
-};
-
-/// What all drives have in common, because the emulation is told so once, when its module is loaded.
-struct EmulationSettings {
+    // What follows is the same for all drives that are there at a time: the emulation has it once.
     int megabytes = 32;
     int sectorSize = 512;
-    int spinUpMilliseconds = 0; ///< how long a new drive answers "becoming ready" to TEST UNIT READY
+    int spinUpMilliseconds = 0;  ///< how long a new drive answers "becoming ready" to TEST UNIT READY
+    bool writeProtected = false; ///< once the medium is formatted
+    bool descriptorSense = false;
 };
 
-inline bool operator==(const EmulationSettings& left, const EmulationSettings& right)
-{
-    return left.megabytes == right.megabytes && left.sectorSize == right.sectorSize &&
-           left.spinUpMilliseconds == right.spinUpMilliseconds;
-}
+/// The drive that a text "key=value,key=value" describes; "key" alone is "key=yes". What it does not name is as above.
+/// @throws std::invalid_argument telling which part it does not know
+DriveDescription parseDrive(const std::string& text);
+
+/// The keys and their values, for those who write such a text.
+extern const char* const driveKeysHelp;
 
 } // namespace lab

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <set>
 #include <stdexcept>
 
@@ -37,18 +38,50 @@ bool isLoaded()
     return std::filesystem::exists(driverFolder);
 }
 
-EmulationSettings loadedSettings()
+using Parameters = std::map<std::string, std::string>;
+
+// What the emulation is told once for all drives.
+Parameters sharedParameters(const DriveDescription& description)
 {
-    return {numberOf("dev_size_mb"), numberOf("sector_size"), numberOf("tur_ms_to_ready")};
+    return {{"dev_size_mb", std::to_string(description.megabytes)},
+            {"sector_size", std::to_string(description.sectorSize)},
+            {"tur_ms_to_ready", std::to_string(description.spinUpMilliseconds)},
+            {"wp", std::to_string(static_cast<int>(description.writeProtected))},
+            {"dsense", std::to_string(static_cast<int>(description.descriptorSense))}};
+}
+
+Parameters loadedParameters()
+{
+    Parameters parameters = sharedParameters({});
+    for (auto& [name, value] : parameters) {
+        value = readAttribute(parameterPath(name));
+    }
+    return parameters;
 }
 
 // Every drive gets memory of its own, or all would show the same medium; answers come at once.
-void loadModule(const EmulationSettings& settings)
+void loadModule(const Parameters& parameters)
 {
-    runCommand({"modprobe", "scsi_debug", "add_host=0", "removable=1", "delay=0", "per_host_store=1",
-                "dev_size_mb=" + std::to_string(settings.megabytes),
-                "sector_size=" + std::to_string(settings.sectorSize),
-                "tur_ms_to_ready=" + std::to_string(settings.spinUpMilliseconds)});
+    std::vector<std::string> command{"modprobe",    "scsi_debug", "add_host=0",
+                                     "removable=1", "delay=0",    "per_host_store=1"};
+    for (const auto& [name, value] : parameters) {
+        command.push_back(name + "=" + value);
+    }
+    runCommand(command);
+}
+
+void loadModuleFor(const DriveDescription& description)
+{
+    const Parameters parameters = sharedParameters(description);
+    if (loadedParameters() == parameters) {
+        return;
+    }
+    if (numberOf("add_host") != 0) {
+        throw std::runtime_error("drives with another size, sector size, spin-up, write protection or sense format are "
+                                 "there; the emulation has one for all");
+    }
+    runCommand({"rmmod", "scsi_debug"});
+    loadModule(parameters);
 }
 
 std::set<std::string> hosts()
@@ -112,21 +145,17 @@ std::string EmulatedDrive::partitionNode(int number) const
     return blockNode + std::to_string(number);
 }
 
-EmulatedDrives::EmulatedDrives(const EmulationSettings& settings)
+EmulatedDrives::EmulatedDrives()
 {
-    if (isLoaded() && !(loadedSettings() == settings)) {
-        if (numberOf("add_host") != 0) {
-            throw std::runtime_error("drives with other settings are there; remove them first");
-        }
-        runCommand({"rmmod", "scsi_debug"});
-    }
     if (!isLoaded()) {
-        loadModule(settings);
+        loadModule(sharedParameters({}));
     }
 }
 
 EmulatedDrive EmulatedDrives::add(const DriveDescription& description)
 {
+    loadModuleFor(description);
+    setParameter("wp", "0"); // until it is formatted
     answerInquiriesAs(description.type);
     setParameter("max_luns", std::to_string(description.logicalUnits));
     const std::string host = addHost();
@@ -137,9 +166,12 @@ EmulatedDrive EmulatedDrives::add(const DriveDescription& description)
     for (const std::string& address : unitAddresses(host)) {
         units.push_back(completeUnitAt(address));
     }
-    prepareMedium(units.front().blockNode, description, loadedSettings().megabytes);
+    prepareMedium(units.front().blockNode, description);
     for (size_t unit = 1; unit < units.size(); ++unit) { // which looked at the medium before it had partitions
         runCommand({"blockdev", "--rereadpt", units[unit].blockNode});
+    }
+    if (description.writeProtected) {
+        setWriteProtected(true);
     }
     return units.front();
 }
@@ -156,10 +188,10 @@ std::vector<EmulatedDrive> EmulatedDrives::list() const
 // The module keeps the media of removed drives for those to come; only unloading it forgets them.
 void EmulatedDrives::removeAll()
 {
-    const EmulationSettings settings = loadedSettings();
+    const Parameters parameters = loadedParameters();
     writeAttribute(driverFolder + "add_host", std::to_string(-numberOf("add_host")));
     runCommand({"rmmod", "scsi_debug"});
-    loadModule(settings);
+    loadModule(parameters);
 }
 
 void EmulatedDrives::unplug(const EmulatedDrive& drive)

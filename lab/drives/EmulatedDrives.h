@@ -31,10 +31,11 @@ struct EmulatedDrive {
 /// (std::system_error is one). Not for several threads at a time.
 class EmulatedDrives {
 public:
-    /// Loads the module, or loads it anew where it has other settings; that needs all drives to be removed.
-    explicit EmulatedDrives(const EmulationSettings& settings = {});
+    /// Loads the module where it is not there.
+    EmulatedDrives();
 
-    /// Adds a drive with a fresh medium and makes partitions and file systems on it.
+    /// Adds a drive with a fresh medium and makes partitions and file systems on it. Where drives are there, it must
+    /// agree with them in what all share.
     /// @return its first logical unit
     EmulatedDrive add(const DriveDescription& description = {});
 

@@ -25,9 +25,9 @@ std::string partitionType(const DriveDescription& description)
 
 // A megabyte at either end stays free for the tables. The starts are given, for where sfdisk would begin depends on the
 // transfer size that the drive likes best, and can be the end of a small medium.
-std::string partitionScript(const DriveDescription& description, int megabytes)
+std::string partitionScript(const DriveDescription& description)
 {
-    const int size = (megabytes - 2) / description.partitions;
+    const int size = (description.megabytes - 2) / description.partitions;
     std::string script = std::string("label: ") + (description.label == Label::dos ? "dos" : "gpt") + "\n";
     for (int number = 0; number < description.partitions; ++number) {
         script += "start=" + std::to_string(1 + number * size) + "MiB, size=" + std::to_string(size) +
@@ -70,14 +70,14 @@ void wipeMedium(const std::string& blockNode)
     runCommand({"blockdev", "--rereadpt", blockNode});
 }
 
-void prepareMedium(const std::string& blockNode, const DriveDescription& description, int megabytes)
+void prepareMedium(const std::string& blockNode, const DriveDescription& description)
 {
     if (description.label == Label::none) {
         formatNode(blockNode, description.fileSystem);
         return;
     }
     runCommand({"sfdisk", "--quiet", "--wipe", "always", "--wipe-partitions", "always", blockNode},
-               partitionScript(description, megabytes));
+               partitionScript(description));
     for (int number = 1; number <= description.partitions; ++number) {
         const std::string node = blockNode + std::to_string(number);
         waitForFile(node);

@@ -8,8 +8,7 @@
 namespace lab {
 
 /// Makes partitions and file systems on a medium as described; `blockNode` is the drive's node.
-/// @param megabytes the medium's size
-void prepareMedium(const std::string& blockNode, const DriveDescription& description, int megabytes);
+void prepareMedium(const std::string& blockNode, const DriveDescription& description);
 
 /// Makes a file system on a partition, or on a whole medium.
 void formatNode(const std::string& node, FileSystem fileSystem);

@@ -9,20 +9,14 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <optional>
 
 #include "lab/drives/EmulatedDrives.h"
 #include "lab/init/FileSystems.h"
 #include "lab/init/GuestProgram.h"
 #include "lab/init/Modules.h"
-#include "lab/support/LabOptions.h"
 #include "lab/support/RunOrder.h"
 
 namespace {
-
-constexpr int statusLabTrouble = 125;
-constexpr int statusNotExecutable = 126;
-constexpr int statusNotFound = 127;
 
 // The first serial line, made transparent: no echo, no line ends of its own, no bytes with a meaning.
 lab::Descriptor openLine()
@@ -37,38 +31,12 @@ lab::Descriptor openLine()
     return line;
 }
 
-lab::Message receiveMessage(lab::Channel& channel)
-{
-    std::optional<lab::Message> message = channel.next();
-    while (!message) {
-        channel.receive();
-        message = channel.next();
-    }
-    return *message;
-}
-
-// The order comes in pieces, each asked for, until an empty one.
-lab::RunOrder receiveOrder(lab::Channel& channel)
-{
-    std::string bytes;
-    for (std::string piece = "first"; !piece.empty();) {
-        channel.send(lab::MessageKind::ready);
-        piece = receiveMessage(channel).payload;
-        bytes += piece;
-    }
-    return lab::RunOrder::fromBytes(bytes);
-}
-
-void makeDrives(const lab::LabOptions& options)
+void makeDrives(const std::vector<std::string>& descriptions)
 {
     lab::loadDiskModules();
-    lab::EmulatedDrives drives(options.emulation);
-    for (const lab::DriveDescription& description : options.drives) {
-        drives.add(description);
+    for (const std::string& description : descriptions) {
+        lab::EmulatedDrives().add(lab::parseDrive(description));
     }
-    drives.setDescriptorSense(options.descriptorSense);
-    drives.setWriteProtected(options.writeProtected);
-    drives.setCommandLog(options.logCommands);
 }
 
 // The program's environment is the init's own too: the commands that make drives are found on its path.
@@ -90,22 +58,22 @@ std::string linkToLibrary(const std::string& name)
     return link;
 }
 
-std::string preloadedLibraries(const lab::LabOptions& options)
+std::string preloadedLibraries(const lab::RunOrder& order)
 {
     std::string list;
-    if (options.shortSleeps) {
+    if (order.shortSleeps) {
         list += linkToLibrary("liblabsleep.so") + " ";
     }
-    if (options.scriptedAnswers) {
+    if (order.scriptedAnswers) {
         list += linkToLibrary("liblabanswers.so") + " ";
     }
     return list;
 }
 
-lab::GuestProgram::Settings programSettings(const lab::RunOrder& order, const lab::LabOptions& options)
+lab::GuestProgram::Settings programSettings(const lab::RunOrder& order)
 {
-    lab::GuestProgram::Settings settings{options.program, order.environment, order.workingDirectory};
-    const std::string libraries = preloadedLibraries(options);
+    lab::GuestProgram::Settings settings{order.program, order.environment, order.workingDirectory};
+    const std::string libraries = preloadedLibraries(order);
     if (!libraries.empty()) {
         settings.environment.push_back("LD_PRELOAD=" + libraries);
     }
@@ -117,7 +85,7 @@ void runProgram(lab::Channel& channel, const lab::GuestProgram::Settings& settin
     lab::GuestProgram program(channel);
     const int failure = program.start(settings);
     if (failure != 0) {
-        const int status = failure == ENOENT ? statusNotFound : statusNotExecutable;
+        const int status = failure == ENOENT ? lab::statusNotFound : lab::statusNotExecutable;
         channel.send(lab::MessageKind::failure,
                      std::to_string(status) + " can't run " + settings.arguments[0] + ": " + std::strerror(failure));
         return;
@@ -128,35 +96,32 @@ void runProgram(lab::Channel& channel, const lab::GuestProgram::Settings& settin
     channel.send(lab::MessageKind::ended, std::to_string(status));
 }
 
-void runLab(lab::Channel& channel)
+void runLab(lab::Channel& channel, const std::string& orderFile)
 {
-    const lab::RunOrder order = receiveOrder(channel);
+    const lab::RunOrder order = lab::RunOrder::read(orderFile);
     takeEnvironment(order);
-    // Folders named on the command line are meant as the caller sees them.
-    lab::checked(::chdir(order.workingDirectory.c_str()), "enter " + order.workingDirectory);
-    const lab::LabOptions options = lab::parseOptions(order.arguments);
     lab::loadOverlayModule();
     lab::enterOverlay();
-    if (!options.results.empty()) {
-        lab::mountResults(options.results);
+    if (!order.results.empty()) {
+        lab::mountResults(order.results);
     }
-    makeDrives(options);
-    runProgram(channel, programSettings(order, options));
+    makeDrives(order.drives);
+    runProgram(channel, programSettings(order));
 }
 
 } // namespace
 
 // The launcher ends the kernel once it has the last message; the first process must not end before.
-int main()
+int main(int count, char** arguments)
 {
     ::signal(SIGPIPE, SIG_IGN);
     lab::mountKernelFileSystems();
     const lab::Descriptor line = openLine();
     lab::Channel channel(line.number());
     try {
-        runLab(channel);
+        runLab(channel, count > 1 ? arguments[1] : "");
     } catch (const std::exception& error) {
-        channel.send(lab::MessageKind::failure, std::to_string(statusLabTrouble) + " " + error.what());
+        channel.send(lab::MessageKind::failure, std::to_string(lab::statusLabTrouble) + " " + error.what());
     }
     while (true) {
         ::pause();

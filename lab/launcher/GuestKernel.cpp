@@ -26,7 +26,9 @@ std::vector<std::string> kernelArguments(const GuestKernel::Settings& settings, 
             // Messages to standard output, and no window for any other console.
             "con=null", "con0=null,fd:1", "ssl=null", "ssl0=fd:" + std::to_string(lineInKernel),
             // A crash ends the process, and with it the wait for it, at once.
-            "panic=-1"};
+            "panic=-1",
+            // What follows is for the init.
+            "--", folder + "/order"};
 }
 
 // Returns only if the kernel can't be run.
@@ -50,8 +52,9 @@ Descriptor movedUp(const Descriptor& descriptor)
 
 } // namespace
 
-GuestKernel::GuestKernel(const Settings& settings)
+GuestKernel::GuestKernel(const Settings& settings, const RunOrder& order)
 {
+    order.write(_folder.path() + "/order");
     std::filesystem::create_symlink(settings.init, _folder.path() + "/init");
     std::filesystem::create_symlink(settings.preload, _folder.path() + "/preload.so");
     int ends[2];

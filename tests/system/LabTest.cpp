@@ -36,7 +36,7 @@ void ZOSLEEP_InTeRnAl(unsigned long milliseconds, const char* /*file*/, int /*li
     LabTest::waits.push_back(static_cast<unsigned int>(milliseconds / 1000));
 }
 
-LabTest::LabTest(const lab::EmulationSettings& settings) : drives(settings)
+LabTest::LabTest()
 {
     log.clear();
     waits.clear();

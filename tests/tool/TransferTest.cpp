@@ -21,7 +21,7 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
     file("tree/as long as the number of EIO", 5);
     file("tree/large", 101'000'000);
     for (const lab::DriveType type : {lab::DriveType::disk, lab::DriveType::magnetoOptical}) {
-        const lab::EmulatedDrive drive = drives.add({type});
+        const lab::EmulatedDrive drive = add({type});
         EXPECT_TRUE(ended(run("put --to a/b " + drive.address + " " + folder + "/tree"), 0, "502 files"));
         EXPECT_TRUE(ended(run("unload " + drive.address), 0, "ejected"));
         setRunning(drive.genericNode, true); // an ejected one is stopped, with its medium in
@@ -34,7 +34,7 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
 
 TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string put = "put " + drive.blockNode + " " + file("tree/file", 5000) + " " + folder + "/tree";
     file("tree/old", 1);
     ASSERT_TRUE(ended(run(put), 0));
@@ -50,7 +50,7 @@ TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
 
 TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string put = "put " + drive.genericNode + " " + folder;
     for (const char* const name : {"a/x", "b/x", "longfilename.txt", "LONGFI~1.TXT", ".krmo-incomplete/x"})
         file(name, std::string(name).size());
@@ -78,7 +78,7 @@ TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
 
 TEST_F(ToolTest, AFileThatAppearsMeanwhileStays)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     putAndStop(drive);
     const std::string other = directoryOf(drive) + "/to/large";
     fs::copy_file(folder + "/small", other);
@@ -90,7 +90,7 @@ TEST_F(ToolTest, AFileThatAppearsMeanwhileStays)
 TEST_F(ToolTest, WhatEndsAPutLeavesWhatIsFinishedAndNothingElse)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, 0}) { // 0: the medium turns write-protected
-        const lab::EmulatedDrive drive = drives.add();
+        const lab::EmulatedDrive drive = add();
         putAndStop(drive);
         EXPECT_TRUE(ended(run("ls " + drive.genericNode), 1, "process " + std::to_string(put.process()) + " (krmo)"));
         put.kill(signal);
