@@ -3,7 +3,6 @@
 #include <signal.h>
 #include <sys/wait.h>
 
-#include <array>
 #include <stdexcept>
 
 #include "lab/support/Arguments.h"
@@ -23,17 +22,6 @@ namespace {
         ::execvp(arguments.first(), arguments.all());
     }
     ::_exit(127);
-}
-
-std::string readToEnd(int descriptor)
-{
-    std::string text;
-    std::array<char, 4096> buffer;
-    for (ssize_t count = 1; count > 0;) {
-        count = ::read(descriptor, buffer.data(), buffer.size());
-        text.append(buffer.data(), count > 0 ? static_cast<size_t>(count) : 0);
-    }
-    return text;
 }
 
 std::string joined(const std::vector<std::string>& command)

@@ -4,7 +4,6 @@
 #include <fstream>
 
 #include "lab/drives/Command.h"
-#include "lab/drives/CommandAnswers.h"
 
 namespace lab {
 
@@ -59,17 +58,6 @@ void restoreFiles()
         fs::rename(path + awaySuffix, path);
     }
     fs::remove(list);
-}
-
-void answerCommands(const std::string& lines)
-{
-    fs::create_directories(folder);
-    std::ofstream(answersFile) << lines << "\n";
-}
-
-void passCommands()
-{
-    fs::remove(answersFile);
 }
 
 void overwriteSectors(const std::string& blockNode, int first, int number, const std::string& command)

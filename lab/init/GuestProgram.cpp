@@ -46,7 +46,7 @@ int GuestProgram::start(const Settings& settings)
     return failure;
 }
 
-int GuestProgram::relay()
+int GuestProgram::relay(const std::function<void()>& atItsEnd)
 {
     const Descriptor childSignals = childSignalDescriptor();
     // The program may have ended before its end could be signalled here.
@@ -55,6 +55,7 @@ int GuestProgram::relay()
         waitForEvents(childSignals.number());
     }
     ::kill(-1, SIGKILL);
+    atItsEnd();
     drainOutputs();
     return *_status;
 }

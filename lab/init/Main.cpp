@@ -15,6 +15,8 @@
 #include "lab/init/GuestProgram.h"
 #include "lab/init/Modules.h"
 #include "lab/support/RunOrder.h"
+#include "lab/target/ControlSocket.h"
+#include "lab/target/DriveBay.h"
 
 namespace {
 
@@ -31,9 +33,26 @@ lab::Descriptor openLine()
     return line;
 }
 
+// What the program needs of the build folder is reached by another path: the list of libraries to preload is split at
+// blanks, which the folder's path may have.
+void linkToOwnFile(const std::string& name, const std::string& link)
+{
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink(self.parent_path() / name, link);
+}
+
+// The drives are at anybody's service from then on, to the kernel's end.
+lab::DriveBay& startDrives()
+{
+    static lab::DriveBay drives;
+    lab::listenForRequests([](const std::string& request) { return drives.obey(request); });
+    linkToOwnFile("lab-drive", "/usr/local/bin/lab-drive");
+    return drives;
+}
+
 void makeDrives(const std::vector<std::string>& descriptions)
 {
-    lab::loadDiskModules();
     for (const std::string& description : descriptions) {
         lab::EmulatedDrives().add(lab::parseDrive(description));
     }
@@ -48,40 +67,30 @@ void takeEnvironment(const lab::RunOrder& order)
     }
 }
 
-// A library is preloaded by another path, for the list of libraries to preload is split at blanks, which the path of a
-// build folder may have.
-std::string linkToLibrary(const std::string& name)
-{
-    std::string link = "/run/" + name;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
-    std::filesystem::create_symlink(self.parent_path() / name, link);
-    return link;
-}
-
-std::string preloadedLibraries(const lab::RunOrder& order)
-{
-    std::string list;
-    if (order.shortSleeps) {
-        list += linkToLibrary("liblabsleep.so") + " ";
-    }
-    if (order.scriptedAnswers) {
-        list += linkToLibrary("liblabanswers.so") + " ";
-    }
-    return list;
-}
-
 lab::GuestProgram::Settings programSettings(const lab::RunOrder& order)
 {
     lab::GuestProgram::Settings settings{order.program, order.environment, order.workingDirectory};
-    const std::string libraries = preloadedLibraries(order);
-    if (!libraries.empty()) {
-        settings.environment.push_back("LD_PRELOAD=" + libraries);
+    if (order.shortSleeps) {
+        const std::string library = "/run/liblabsleep.so";
+        linkToOwnFile("liblabsleep.so", library);
+        settings.environment.push_back("LD_PRELOAD=" + library);
     }
     return settings;
 }
 
-void runProgram(lab::Channel& channel, const lab::GuestProgram::Settings& settings)
+// What the program wrote for the caller is written; what is on its way to a drive, which may not answer, is forgotten
+// with the drive.
+void writeResults(const std::string& folder)
 {
+    if (!folder.empty()) {
+        const lab::Descriptor results = lab::openFile(folder, O_RDONLY | O_DIRECTORY);
+        ::syncfs(results.number());
+    }
+}
+
+void runProgram(lab::Channel& channel, const lab::RunOrder& order, lab::DriveBay& drives)
+{
+    const lab::GuestProgram::Settings settings = programSettings(order);
     lab::GuestProgram program(channel);
     const int failure = program.start(settings);
     if (failure != 0) {
@@ -91,8 +100,9 @@ void runProgram(lab::Channel& channel, const lab::GuestProgram::Settings& settin
         return;
     }
     channel.send(lab::MessageKind::started);
-    const int status = program.relay();
-    ::sync();
+    // Nobody who is killed must wait for a drive that does not answer.
+    const int status = program.relay([&drives] { drives.healAll(); });
+    writeResults(order.results);
     channel.send(lab::MessageKind::ended, std::to_string(status));
 }
 
@@ -105,8 +115,10 @@ void runLab(lab::Channel& channel, const std::string& orderFile)
     if (!order.results.empty()) {
         lab::mountResults(order.results);
     }
+    lab::loadDiskModules();
+    lab::DriveBay& drives = startDrives();
     makeDrives(order.drives);
-    runProgram(channel, programSettings(order));
+    runProgram(channel, order, drives);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <array>
 #include <cerrno>
 #include <system_error>
 
@@ -32,6 +33,17 @@ void writeAll(int descriptor, const void* data, size_t size)
         next += written;
         size -= static_cast<size_t>(written);
     }
+}
+
+std::string readToEnd(int descriptor)
+{
+    std::string text;
+    std::array<char, 65536> buffer;
+    for (ssize_t count = 1; count > 0;) {
+        count = ::read(descriptor, buffer.data(), buffer.size());
+        text.append(buffer.data(), count > 0 ? static_cast<size_t>(count) : 0);
+    }
+    return text;
 }
 
 Pipe::Pipe()

@@ -15,6 +15,9 @@ Descriptor openFile(const std::string& path, int flags);
 /// Writes everything, over short writes and interruptions; throws std::system_error.
 void writeAll(int descriptor, const void* data, size_t size);
 
+/// Reads until the end, or an error.
+std::string readToEnd(int descriptor);
+
 /// The two ends of a new pipe, close-on-exec.
 struct Pipe {
     Pipe();

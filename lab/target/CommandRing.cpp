@@ -120,7 +120,7 @@ Arrival CommandRing::commandAt(const Header& header) const
     for (iovec& part : data) {
         part.iov_base = _memory + reinterpret_cast<size_t>(part.iov_base);
     }
-    Arrival arrival{false, {header.number}, {{}, DataBuffer(std::move(data))}};
+    Arrival arrival{false, {header.number}, {CommandBytes(), DataBuffer(std::move(data))}};
     const uint8_t* const bytes = &at<uint8_t>(request.commandPosition);
     std::copy_n(bytes, std::min(commandLength(bytes[0]), arrival.command.bytes.size()), arrival.command.bytes.begin());
     return arrival;
@@ -137,7 +137,7 @@ std::optional<Arrival> CommandRing::next()
         if (header.operation() == operationAbort) {
             const Abortion& abortion = header.content<Abortion>();
             const auto* const numbers = reinterpret_cast<const uint16_t*>(&abortion + 1);
-            return Arrival{true, {numbers, numbers + abortion.commands}, {}};
+            return Arrival{true, {numbers, numbers + abortion.commands}, ScsiCommand()};
         }
     }
     return std::nullopt;

@@ -9,7 +9,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Sysfs.h"
 #include "lab/support/SystemCall.h"
 
@@ -52,7 +51,6 @@ void removeQuietly(const std::string& path)
 
 void prepareTarget()
 {
-    runCommand({"modprobe", "--all", "target_core_user", "tcm_loop"});
     if (!fs::exists(target)) {
         checked(::mount("none", configfs.c_str(), "configfs", 0, nullptr), "mount configfs");
     }

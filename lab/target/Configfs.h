@@ -7,7 +7,7 @@ namespace lab {
 // What the kernel's SCSI target is told through its file system. All throw std::system_error, or
 // std::filesystem::filesystem_error.
 
-/// Loads what is needed and gets the target ready; once.
+/// Gets the target ready, once; its modules (target_core_user, tcm_loop) must be there.
 void prepareTarget();
 
 /// A device whose commands a program of user space answers; without it from its destruction on, which nothing may

@@ -27,6 +27,14 @@ void openByHand(Tray& tray)
     }
 }
 
+std::string takeOut(Tray& tray)
+{
+    openByHand(tray);
+    const std::string taken = tray.medium() == nullptr ? "empty" : tray.medium()->description();
+    tray.exchange(nullptr);
+    return taken;
+}
+
 void heal(Drive& drive, size_t number)
 {
     drive.setOnline(true);
@@ -65,18 +73,17 @@ const std::map<std::string, DriveBay::UnitVerb>& DriveBay::unitVerbs()
     static const std::map<std::string, UnitVerb> verbs{
         {"state", unitVerb([](LogicalUnit& /*unit*/, const std::string& /*argument*/) {})},
         {"press-button", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().pressButton(); })},
-        {"eject", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().open(); })},
-        {"close", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().close(); })},
+        {"force-open", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().open(); })},
         {"insert", unitVerb([](LogicalUnit& unit, const std::string& argument) {
              auto medium = makeMedium(argument);
              openByHand(unit.tray());
              unit.tray().exchange(std::move(medium));
              unit.tray().close();
          })},
-        {"take-out", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) {
-             openByHand(unit.tray());
-             unit.tray().exchange(nullptr);
-         })},
+        {"take-out",
+         [](const Place& place, const std::string& /*argument*/) {
+             return place.drive->unit(place.unit).with([](LogicalUnit& unit) { return takeOut(unit.tray()); });
+         }},
         {"answer", unitVerb([](LogicalUnit& unit, const std::string& argument) { unit.faults().add(argument); })},
         {"set",
          [](const Place& place, const std::string& argument) {

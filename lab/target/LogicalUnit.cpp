@@ -78,16 +78,10 @@ std::chrono::microseconds LogicalUnit::timeFor(const ScsiAnswer& answer) const
 
 void LogicalUnit::set(const std::string& key, const std::string& value)
 {
-    const auto choose = [&value](const char* yes, const char* no) {
-        if (value != yes && value != no) {
-            throw std::invalid_argument("'" + value + "' is neither " + yes + " nor " + no);
-        }
-        return value == yes;
-    };
     const std::map<std::string, std::function<void()>> setters{
-        {"button", [&] { _tray.setButtonIgnoresLock(choose("ignores-lock", "obeys-lock")); }},
+        {"button-ignores-lock", [&] { _tray.setButtonIgnoresLock(toSwitch(value)); }},
         {"spin-up", [&] { _tray.setSpinUp(std::chrono::milliseconds(toNumber(value))); }},
-        {"sense", [&] { _isDescriptorSense = choose("descriptor", "fixed"); }},
+        {"descriptor-sense", [&] { _isDescriptorSense = toSwitch(value); }},
         {"delay", [&] { _delay = std::chrono::milliseconds(toNumber(value)); }},
         {"rate", [&] { _megabytesPerSecond = toNumber(value); }},
         {"attention", [&] { addAttention(toSense(value)); }},
@@ -112,10 +106,10 @@ void LogicalUnit::heal()
 
 std::string LogicalUnit::state() const
 {
-    const auto yes = [](bool isSo) { return isSo ? "1" : "0"; };
+    const auto yes = [](bool isSo) { return isSo ? "yes" : "no"; };
     const Medium* const medium = _tray.medium();
     return std::string("tray=") + (_tray.isOpen() ? "open" : "closed") + ",locked=" + yes(_tray.isLocked()) +
-           ",stopped=" + yes(_tray.isStopped()) + ",medium=" + (medium == nullptr ? "" : medium->path());
+           ",stopped=" + yes(_tray.isStopped()) + "," + (medium == nullptr ? "empty" : medium->description());
 }
 
 } // namespace lab

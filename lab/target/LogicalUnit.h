@@ -34,7 +34,7 @@ public:
     /// Ends all faults of the drive and of the medium in it.
     void heal();
 
-    /// What it is like, for people: "tray=closed,locked=0,...".
+    /// What it is like, for people: "tray=closed,locked=no,...", and the description of the medium or "empty".
     std::string state() const;
 
     std::vector<uint8_t> encoded(const Sense& sense) const { return senseData(sense, _isDescriptorSense); }

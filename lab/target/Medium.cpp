@@ -17,6 +17,12 @@ Medium::Medium(const std::string& path, uint32_t sectorSize)
 {
 }
 
+std::string Medium::description() const
+{
+    return "file=" + _path + ",sector-size=" + std::to_string(_sectorSize) +
+           ",write-protect=" + (_isWriteProtected ? "yes" : "no") + _faults;
+}
+
 uint64_t Medium::goodBlocks(const Ranges& bad, uint64_t first, uint64_t number) const
 {
     uint64_t good = number;
@@ -61,12 +67,14 @@ bool Medium::set(const std::string& key, const std::string& value)
     const auto found = ranges.find(key);
     if (found != ranges.end()) {
         (this->*found->second).push_back(toRange(value));
+        _faults += "," + key + "=" + value;
     }
     return found != ranges.end();
 }
 
 void Medium::heal()
 {
+    _faults.clear();
     _unreadable.clear();
     _unwritable.clear();
     _lost.clear();

@@ -22,7 +22,9 @@ public:
     /// @param path the file with the contents, whose size is the medium's; throws std::system_error
     Medium(const std::string& path, uint32_t sectorSize);
 
-    const std::string& path() const { return _path; }
+    /// All that is to be known to make it again: "file=...,sector-size=512,write-protect=no", and what is wrong with it.
+    std::string description() const;
+
     uint32_t sectorSize() const { return _sectorSize; }
     uint64_t blocks() const { return _blocks; }
 
@@ -48,6 +50,7 @@ private:
     uint64_t goodBlocks(const Ranges& bad, uint64_t first, uint64_t number) const;
 
     std::string _path;
+    std::string _faults;
     Descriptor _file;
     uint32_t _sectorSize;
     uint64_t _blocks;

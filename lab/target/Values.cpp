@@ -43,10 +43,10 @@ uint64_t toNumber(const std::string& text, int base)
 
 bool toSwitch(const std::string& text)
 {
-    if (!text.empty() && text != "0" && text != "1") {
-        throw std::invalid_argument("'" + text + "' is neither 0 nor 1");
+    if (!text.empty() && text != "yes" && text != "no") {
+        throw std::invalid_argument("'" + text + "' is neither yes nor no");
     }
-    return text != "0";
+    return text != "no";
 }
 
 BlockRange toRange(const std::string& text)

@@ -16,7 +16,7 @@ std::vector<std::pair<std::string, std::string>> toPairs(const std::string& text
 
 uint64_t toNumber(const std::string& text, int base = 10);
 
-/// "1" or nothing: on; "0": off.
+/// "yes" or nothing, or "no".
 bool toSwitch(const std::string& text);
 
 /// "FIRST", "FIRST+NUMBER" or "all".
