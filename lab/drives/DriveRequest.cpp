@@ -30,7 +30,9 @@ std::string requestOfDrives(const std::string& request)
             "reach the lab's drives");
     writeAll(connection.number(), request.data(), request.size());
     checked(::shutdown(connection.number(), SHUT_WR), "end a request");
-    const std::string answer = readToEnd(connection.number());
+    std::string answer;
+    while (readOnto(answer, connection.number())) {
+    }
     if (answer.empty() || answer[0] != requestAccepted) {
         throw std::runtime_error(answer.substr(std::min<size_t>(answer.size(), 1)) + " (asked: " + request + ")");
     }

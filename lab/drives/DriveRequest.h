@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "lab/support/Descriptor.h"
+#include "lab/support/SystemCall.h"
 
 namespace lab {
 

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "lab/drives/Command.h"
+#include "lab/support/Process.h"
 
 namespace lab {
 

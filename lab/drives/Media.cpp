@@ -12,10 +12,10 @@
 #include <stdexcept>
 #include <vector>
 
-#include "lab/drives/Command.h"
-#include "lab/drives/Sysfs.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 #include "lab/support/TemporaryFolder.h"
+#include "platform/SystemFiles.h"
 
 namespace lab {
 
@@ -186,7 +186,7 @@ std::string makeMedium(const DriveDescription& description)
 
 void forgetMedia()
 {
-    for (const std::string& name : namesIn(folder)) {
+    for (const std::string& name : scsi::namesIn(folder)) {
         if (name.find("medium") == 0) {
             fs::remove(folder + "/" + name);
         }

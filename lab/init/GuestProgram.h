@@ -5,9 +5,9 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "lab/support/Channel.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 
 namespace lab {
@@ -15,17 +15,10 @@ namespace lab {
 /// The program that the lab was started for, and the relay between its standard streams and the launcher.
 class GuestProgram {
 public:
-    struct Settings {
-        std::vector<std::string> arguments;
-        std::vector<std::string> environment;
-        std::string workingDirectory;
-    };
-
     explicit GuestProgram(Channel& channel) : _channel(channel) {}
 
-    /// Starts the program, in a session of its own.
-    /// @return 0, or errno of the step that kept it from starting
-    int start(const Settings& settings);
+    /// Starts the program, in a session of its own and with descriptors of its own; throws std::system_error.
+    void start(Program program);
 
     /// Relays until the program has ended and the last byte of its output is sent. Processes that it left behind
     /// are killed then, for they could hold its output open for ever.

@@ -6,9 +6,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "lab/drives/EmulatedDrives.h"
 #include "lab/init/FileSystems.h"
@@ -67,15 +66,15 @@ void takeEnvironment(const lab::RunOrder& order)
     }
 }
 
-lab::GuestProgram::Settings programSettings(const lab::RunOrder& order)
+lab::Program programOf(const lab::RunOrder& order)
 {
-    lab::GuestProgram::Settings settings{order.program, order.environment, order.workingDirectory};
+    lab::Program program{order.program, {}, order.environment, order.workingDirectory};
     if (order.shortSleeps) {
         const std::string library = "/run/liblabsleep.so";
         linkToOwnFile("liblabsleep.so", library);
-        settings.environment.push_back("LD_PRELOAD=" + library);
+        program.environment.push_back("LD_PRELOAD=" + library);
     }
-    return settings;
+    return program;
 }
 
 // What the program wrote for the caller is written; what is on its way to a drive, which may not answer, is forgotten
@@ -90,13 +89,13 @@ void writeResults(const std::string& folder)
 
 void runProgram(lab::Channel& channel, const lab::RunOrder& order, lab::DriveBay& drives)
 {
-    const lab::GuestProgram::Settings settings = programSettings(order);
     lab::GuestProgram program(channel);
-    const int failure = program.start(settings);
-    if (failure != 0) {
-        const int status = failure == ENOENT ? lab::statusNotFound : lab::statusNotExecutable;
-        channel.send(lab::MessageKind::failure,
-                     std::to_string(status) + " can't run " + settings.arguments[0] + ": " + std::strerror(failure));
+    try {
+        program.start(programOf(order));
+    } catch (const std::system_error& error) {
+        const bool isMissing = error.code() == std::errc::no_such_file_or_directory;
+        const int status = isMissing ? lab::statusNotFound : lab::statusNotExecutable;
+        channel.send(lab::MessageKind::failure, std::to_string(status) + " " + error.what());
         return;
     }
     channel.send(lab::MessageKind::started);

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <string>
 
-#include "lab/drives/Command.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 
 namespace lab {

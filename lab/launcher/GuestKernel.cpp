@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <vector>
 
-#include "lab/support/Arguments.h"
 #include "lab/support/SystemCall.h"
 
 namespace lab {
@@ -31,25 +30,6 @@ std::vector<std::string> kernelArguments(const GuestKernel::Settings& settings, 
             "--", folder + "/order"};
 }
 
-// Returns only if the kernel can't be run.
-void becomeKernel(int line, int console, const Arguments& arguments, const Arguments& environment)
-{
-    const int nothing = ::open("/dev/null", O_RDWR);
-    const bool connected = ::dup2(nothing, 0) == 0 && ::dup2(console, 1) == 1 && ::dup2(console, 2) == 2 &&
-                           ::dup2(line, lineInKernel) == lineInKernel;
-    if (connected) {
-        ::execve(arguments.first(), arguments.all(), environment.all());
-    }
-}
-
-// A descriptor for the kernel must not be on the number on which it is to be found there: dup2 onto itself would
-// leave it close-on-exec.
-Descriptor movedUp(const Descriptor& descriptor)
-{
-    return Descriptor(
-        checked(::fcntl(descriptor.number(), F_DUPFD_CLOEXEC, lineInKernel + 1), "duplicate a descriptor"));
-}
-
 } // namespace
 
 GuestKernel::GuestKernel(const Settings& settings, const RunOrder& order)
@@ -60,16 +40,17 @@ GuestKernel::GuestKernel(const Settings& settings, const RunOrder& order)
     int ends[2];
     checked(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), "make the line to the kernel");
     _line = Descriptor(ends[0]);
-    const Descriptor lineInside = movedUp(Descriptor(ends[1]));
+    const Descriptor lineInside(ends[1]);
+    const Descriptor nothing = openFile("/dev/null", O_RDWR);
     Pipe console;
-    const Descriptor consoleInside = movedUp(console.writeEnd);
+    const int messages = console.writeEnd.number();
     _console = std::move(console.readEnd);
 
-    const Arguments arguments(kernelArguments(settings, _folder.path()));
-    const Arguments environment({"TMPDIR=" + settings.memoryFolder, "HOME=" + _folder.path(), "PATH=/usr/bin:/bin",
-                                 "LD_PRELOAD=" + _folder.path() + "/preload.so"});
     _keeper = std::make_unique<Keeper>(
-        [&] { becomeKernel(lineInside.number(), consoleInside.number(), arguments, environment); });
+        Program{kernelArguments(settings, _folder.path()),
+                {nothing.number(), messages, messages, lineInside.number()}, // the last one is lineInKernel
+                {"TMPDIR=" + settings.memoryFolder, "HOME=" + _folder.path(), "PATH=/usr/bin:/bin",
+                 "LD_PRELOAD=" + _folder.path() + "/preload.so"}});
 }
 
 } // namespace lab

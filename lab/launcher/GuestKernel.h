@@ -4,8 +4,8 @@
 #include <string>
 
 #include "lab/launcher/Keeper.h"
-#include "lab/support/Descriptor.h"
 #include "lab/support/RunOrder.h"
+#include "lab/support/SystemCall.h"
 #include "lab/support/TemporaryFolder.h"
 
 namespace lab {

@@ -11,6 +11,7 @@
 
 #include "lab/drives/Sysfs.h"
 #include "lab/support/SystemCall.h"
+#include "platform/SystemFiles.h"
 
 namespace lab {
 
@@ -81,7 +82,7 @@ std::string TargetDevice::path() const
 
 std::string TargetDevice::uioName() const
 {
-    for (const std::string& uio : namesIn("/sys/class/uio")) {
+    for (const std::string& uio : scsi::namesIn("/sys/class/uio")) {
         if (readAttribute("/sys/class/uio/" + uio + "/name") == "tcm-user/0/" + _name + "/lab/" + _name) {
             return uio;
         }

@@ -27,7 +27,10 @@ std::string answerTo(const std::string& request, const Obey& obey)
 // Whoever asked may be gone before the answer.
 void serve(const Descriptor& connection, const Obey& obey)
 {
-    const std::string answer = answerTo(readToEnd(connection.number()), obey);
+    std::string request;
+    while (readOnto(request, connection.number())) {
+    }
+    const std::string answer = answerTo(request, obey);
     try {
         writeAll(connection.number(), answer.data(), answer.size());
     } catch (const std::system_error&) {

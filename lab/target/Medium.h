@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "lab/support/Descriptor.h"
+#include "lab/support/SystemCall.h"
 #include "lab/target/DataBuffer.h"
 
 namespace lab {

@@ -7,11 +7,11 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/CommandLog.h"
 #include "lab/drives/EmulatedDrives.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Sysfs.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 
 namespace {

@@ -8,8 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Faults.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
