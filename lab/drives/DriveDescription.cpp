@@ -3,6 +3,7 @@
 #include <charconv>
 #include <functional>
 #include <map>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 
@@ -38,6 +39,19 @@ Setter yesOrNo(bool DriveDescription::*member)
     return oneOf(member, {{"yes", true}, {"no", false}});
 }
 
+// What only the drives understand is left to them.
+bool isLeftToDrives(DriveDescription& drive, const std::string& key, const std::string& value)
+{
+    static const std::set<std::string> ofDrive{"serial", "spin-up",  "descriptor-sense", "button-ignores-lock",
+                                               "delay",  "rate",     "attention"};
+    static const std::set<std::string> ofMedium{"write-protect", "unreadable", "unwritable", "lose-writes"};
+    if (ofDrive.count(key) + ofMedium.count(key) == 0) {
+        return false;
+    }
+    (ofDrive.count(key) != 0 ? drive.driveSettings : drive.mediumSettings) += "," + key + "=" + value;
+    return true;
+}
+
 const std::map<std::string, Setter>& setters()
 {
     using Drive = DriveDescription;
@@ -50,9 +64,7 @@ const std::map<std::string, Setter>& setters()
         {"luns", number(&Drive::logicalUnits, 1)},
         {"size", number(&Drive::megabytes, 1)},
         {"sector-size", oneOf(&Drive::sectorSize, {{"512", 512}, {"1024", 1024}, {"2048", 2048}, {"4096", 4096}})},
-        {"spin-up", number(&Drive::spinUpMilliseconds, 0)},
-        {"write-protect", yesOrNo(&Drive::writeProtected)},
-        {"descriptor-sense", yesOrNo(&Drive::descriptorSense)},
+        {"empty", yesOrNo(&Drive::isEmpty)},
     };
     return all;
 }
@@ -62,6 +74,9 @@ void applySetting(DriveDescription& drive, const std::string& setting)
     const size_t equals = setting.find('=');
     const std::string key = setting.substr(0, equals);
     const std::string value = equals == std::string::npos ? "yes" : setting.substr(equals + 1);
+    if (isLeftToDrives(drive, key, value)) {
+        return;
+    }
     const auto setter = setters().find(key);
     if (setter == setters().end()) {
         throw std::invalid_argument("a drive has no setting '" + key + "'");
@@ -80,9 +95,16 @@ const char* const driveKeysHelp = R"(  type=disk|mo            removable disk or
   luns=N                  logical units of the drive (1)
   size=MB                 of the medium (32)
   sector-size=BYTES       512, 1024, 2048 or 4096 (512)
-  spin-up=MS              time that the new drive takes to become ready (0)
-  write-protect           the medium, once it is formatted
-  descriptor-sense        the drive answers with descriptor sense data)";
+  empty                   no medium in it
+  write-protect           of the medium
+  unreadable=BLOCKS       medium error at these blocks, FIRST or FIRST+NUMBER or all
+  unwritable=BLOCKS       likewise for writes
+  lose-writes=BLOCKS      writes to them are answered GOOD and lost
+  serial=TEXT             number of the drive
+  spin-up=MS              time that a motor needs (0)
+  delay=MS, rate=MB/S     of every answer, of data
+  descriptor-sense        sense data in descriptor format
+  button-ignores-lock     the button opens a locked tray)";
 
 DriveDescription parseDrive(const std::string& text)
 {

@@ -30,13 +30,12 @@ struct DriveDescription {
     Label label = Label::dos;
     FileSystem fileSystem = FileSystem::vfat;
     int partitions = 1;   ///< of equal size, primary; without meaning when there is no label
-    int logicalUnits = 1; ///< units of one drive show the same medium
-    // What follows is the same for all drives that are there at a time: the emulation has it once.
+    int logicalUnits = 1; ///< each has a medium of its own, of the same description
     int megabytes = 32;
     int sectorSize = 512;
-    int spinUpMilliseconds = 0;  ///< how long a new drive answers "becoming ready" to TEST UNIT READY
-    bool writeProtected = false; ///< once the medium is formatted
-    bool descriptorSense = false;
+    bool isEmpty = false;       ///< there is no medium in it
+    std::string driveSettings;  ///< what the drive itself takes, ",key=value" for each
+    std::string mediumSettings; ///< what the medium takes, likewise
 };
 
 /// The drive that a text "key=value,key=value" describes; "key" alone is "key=yes". What it does not name is as above.

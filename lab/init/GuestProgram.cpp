@@ -39,7 +39,7 @@ void GuestProgram::start(Program program)
     checked(::fcntl(_input.number(), F_SETFL, O_NONBLOCK), "make the program's input non-blocking");
 }
 
-int GuestProgram::relay()
+int GuestProgram::relay(const std::function<void()>& atItsEnd)
 {
     const Descriptor childSignals = childSignalDescriptor();
     // The program may have ended before its end could be signalled here.
@@ -48,6 +48,7 @@ int GuestProgram::relay()
         waitForEvents(childSignals.number());
     }
     ::kill(-1, SIGKILL);
+    atItsEnd();
     drainOutputs();
     return *_status;
 }

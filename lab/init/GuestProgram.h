@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -21,8 +22,9 @@ public:
 
     /// Relays until the program has ended and the last byte of its output is sent. Processes that it left behind
     /// are killed then, for they could hold its output open for ever.
+    /// @param atItsEnd called once it has ended and they are killed, before what they wrote is read to its end
     /// @return its exit status, or 128 plus the signal's number
-    int relay();
+    int relay(const std::function<void()>& atItsEnd);
 
 private:
     void waitForEvents(int childSignals);

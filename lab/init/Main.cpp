@@ -14,6 +14,8 @@
 #include "lab/init/GuestProgram.h"
 #include "lab/init/Modules.h"
 #include "lab/support/RunOrder.h"
+#include "lab/target/ControlSocket.h"
+#include "lab/target/DriveBay.h"
 
 namespace {
 
@@ -30,9 +32,26 @@ lab::Descriptor openLine()
     return line;
 }
 
+// What the program needs of the build folder is reached by another path: the list of libraries to preload is split at
+// blanks, which the folder's path may have.
+void linkToOwnFile(const std::string& name, const std::string& link)
+{
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink(self.parent_path() / name, link);
+}
+
+// The drives are at anybody's service from then on, to the kernel's end.
+lab::DriveBay& startDrives()
+{
+    static lab::DriveBay drives;
+    lab::listenForRequests([](const std::string& request) { return drives.obey(request); });
+    linkToOwnFile("lab-drive", "/usr/local/bin/lab-drive");
+    return drives;
+}
+
 void makeDrives(const std::vector<std::string>& descriptions)
 {
-    lab::loadDiskModules();
     for (const std::string& description : descriptions) {
         lab::EmulatedDrives().add(lab::parseDrive(description));
     }
@@ -47,43 +66,32 @@ void takeEnvironment(const lab::RunOrder& order)
     }
 }
 
-// A library is preloaded by another path, for the list of libraries to preload is split at blanks, which the path of a
-// build folder may have.
-std::string linkToLibrary(const std::string& name)
-{
-    std::string link = "/run/" + name;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
-    std::filesystem::create_symlink(self.parent_path() / name, link);
-    return link;
-}
-
-std::string preloadedLibraries(const lab::RunOrder& order)
-{
-    std::string list;
-    if (order.shortSleeps) {
-        list += linkToLibrary("liblabsleep.so") + " ";
-    }
-    if (order.scriptedAnswers) {
-        list += linkToLibrary("liblabanswers.so") + " ";
-    }
-    return list;
-}
-
 lab::Program programOf(const lab::RunOrder& order)
 {
     lab::Program program{order.program, {}, order.environment, order.workingDirectory};
-    const std::string libraries = preloadedLibraries(order);
-    if (!libraries.empty()) {
-        program.environment.push_back("LD_PRELOAD=" + libraries);
+    if (order.shortSleeps) {
+        const std::string library = "/run/liblabsleep.so";
+        linkToOwnFile("liblabsleep.so", library);
+        program.environment.push_back("LD_PRELOAD=" + library);
     }
     return program;
 }
 
-void runProgram(lab::Channel& channel, const lab::Program& command)
+// What the program wrote for the caller is written; what is on its way to a drive, which may not answer, is forgotten
+// with the drive.
+void writeResults(const std::string& folder)
+{
+    if (!folder.empty()) {
+        const lab::Descriptor results = lab::openFile(folder, O_RDONLY | O_DIRECTORY);
+        ::syncfs(results.number());
+    }
+}
+
+void runProgram(lab::Channel& channel, const lab::RunOrder& order, lab::DriveBay& drives)
 {
     lab::GuestProgram program(channel);
     try {
-        program.start(command);
+        program.start(programOf(order));
     } catch (const std::system_error& error) {
         const bool isMissing = error.code() == std::errc::no_such_file_or_directory;
         const int status = isMissing ? lab::statusNotFound : lab::statusNotExecutable;
@@ -91,8 +99,9 @@ void runProgram(lab::Channel& channel, const lab::Program& command)
         return;
     }
     channel.send(lab::MessageKind::started);
-    const int status = program.relay();
-    ::sync();
+    // Nobody who is killed must wait for a drive that does not answer.
+    const int status = program.relay([&drives] { drives.healAll(); });
+    writeResults(order.results);
     channel.send(lab::MessageKind::ended, std::to_string(status));
 }
 
@@ -105,8 +114,10 @@ void runLab(lab::Channel& channel, const std::string& orderFile)
     if (!order.results.empty()) {
         lab::mountResults(order.results);
     }
+    lab::loadDiskModules();
+    lab::DriveBay& drives = startDrives();
     makeDrives(order.drives);
-    runProgram(channel, programOf(order));
+    runProgram(channel, order, drives);
 }
 
 } // namespace

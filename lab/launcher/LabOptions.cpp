@@ -42,7 +42,6 @@ void addOptions(CLI::App& app, LabOptions& options)
     app.add_option("--results", order.results, "a folder that PROGRAM can write; all else it changes is forgotten")
         ->check(faultOfResults);
     app.add_flag("--short-sleeps", order.shortSleeps, "sleeps of 5 seconds and more return at once in PROGRAM");
-    app.add_flag("--scripted-answers", order.scriptedAnswers, "PROGRAM can say what drives answer its SCSI commands");
     app.add_option("--timeout", options.timeoutSeconds, "seconds, then all ends with exit status 124; 0: none (0)")
         ->check(CLI::NonNegativeNumber);
     app.add_option("--boot-timeout", options.bootSeconds, "seconds that the boot may take (60)")

@@ -18,7 +18,6 @@ struct RunOrder {
     std::vector<std::string> drives; ///< each described as parseDrive() takes it
     std::string results;             ///< the one folder of the machine that can be written, absolute; empty: none
     bool shortSleeps = false;
-    bool scriptedAnswers = false;
     std::vector<std::string> program;     ///< name and arguments
     std::vector<std::string> environment; ///< each "NAME=value"
     std::string workingDirectory;

@@ -51,7 +51,7 @@ LabTest::~LabTest()
 {
     lab::restoreFiles();
     unmountAll();
-    drives.setParameter("add_host", "-" + drives.parameter("add_host"));
+    drives.removeAll();
 }
 
 std::unique_ptr<KRHardDiskDrive> LabTest::open(const std::string& path)

@@ -103,7 +103,6 @@ TEST_P(WholeLifeTest, FromTheFactoryToEject)
     EXPECT_EQ(available, space.f_bsize * space.f_bavail);
     EXPECT_EQ(free, space.f_bsize * space.f_bfree);
 
-    drives.setCommandLog(true);
     lab::CommandLog commands;
     EXPECT_EQ(drive->unload(), 0u) << lastError(*drive);
     std::set<std::vector<uint8_t>> arrived; // the kernel's disk driver has sent some, too

@@ -24,7 +24,7 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
         const lab::EmulatedDrive drive = add({type});
         EXPECT_TRUE(ended(run("put --to a/b " + drive.address + " " + folder + "/tree"), 0, "502 files"));
         EXPECT_TRUE(ended(run("unload " + drive.address), 0, "ejected"));
-        setRunning(drive.genericNode, true); // an ejected one is stopped, with its medium in
+        drives.insert(drive, drives.takeOut(drive));
         EXPECT_TRUE(ended(run("get --force " + drive.address + " a/b/tree --to " + folder + "/back"), 0, "502 files"));
         expectSame(folder + "/tree", folder + "/back/tree");
         EXPECT_FALSE(isMounted(drive));
@@ -94,9 +94,9 @@ TEST_F(ToolTest, WhatEndsAPutLeavesWhatIsFinishedAndNothingElse)
         putAndStop(drive);
         EXPECT_TRUE(ended(run("ls " + drive.genericNode), 1, "process " + std::to_string(put.process()) + " (krmo)"));
         put.kill(signal);
-        drives.setParameter("wp", signal == 0 ? "1" : "0");
+        drives.set(drive, signal == 0 ? "write-protect" : "write-protect=no");
         EXPECT_TRUE(ended(finish(put), signal == 0 ? 1 : 130, "1 of 2 done"));
-        drives.setParameter("wp", "0");
+        drives.set(drive, "write-protect=no");
         EXPECT_FALSE(isMounted(drive));
         EXPECT_EQ("to to/small", namesOn(drive));
         drives.removeAll();
