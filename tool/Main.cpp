@@ -8,6 +8,7 @@
 
 #include "tool/Commands.h"
 #include "tool/Failure.h"
+#include "tool/Interrupts.h"
 #include "tool/LibraryLog.h"
 #include "tool/Text.h"
 

@@ -16,6 +16,7 @@
 
 #include "drive/KRScsiMODiskDrive.h"
 #include "tool/Failure.h"
+#include "tool/Interrupts.h"
 #include "tool/Text.h"
 
 namespace tool {

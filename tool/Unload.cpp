@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "tool/Commands.h"
+#include "tool/Interrupts.h"
 #include "tool/LibraryLog.h"
 #include "tool/Mounts.h"
 #include "tool/SystemDrives.h"
