@@ -8,6 +8,7 @@
 #include <set>
 #include <sstream>
 
+#include "tool/Progress.h"
 #include "tool/Text.h"
 
 namespace tool {
@@ -20,6 +21,7 @@ Failure systemFailure(const std::string& subject, int error)
 
 void tell(std::string start, const std::string& text)
 {
+    eraseBar();
     const bool terminal = isatty(STDERR_FILENO) == 1;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line); start = "  ")

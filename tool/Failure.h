@@ -7,13 +7,13 @@ namespace tool {
 
 enum ExitStatus : int {
     statusDone = 0,
-    statusDeviceFailed = 1, ///< the drive or the medium failed, or is in use
-    statusWrongUse = 2,     ///< what was asked for can't be done, and nothing was begun
-    statusNotThere = 3,     ///< not permitted or not found
+    statusDeviceFailed = 1, ///< the drive, the medium or the output failed, or something is in use
+    statusWrongUse = 2,     ///< what was asked for can't be done as it was asked for
+    statusNotThere = 3,     ///< something is not there or not permitted
     statusInterrupted = 130,
 };
 
-/// What ends a command: the text for standard error and the exit status.
+/// What ends a command: the text for standard error, where nothing is said without one, and the exit status.
 class Failure : public std::runtime_error {
 public:
     Failure(ExitStatus status, const std::string& text) : std::runtime_error(text), _status(status) {}
