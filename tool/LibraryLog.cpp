@@ -145,6 +145,7 @@ std::string joined(const std::string& first, const char* separator, const std::s
 
 void listenToLibrary(const std::string& file, bool toStandardError)
 {
+    heard.incomplete = false;
     heard.toStandardError = toStandardError || file == "-";
     if (!file.empty() && file != "-")
         heard.file = openLog(file);

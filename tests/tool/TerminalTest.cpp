@@ -6,7 +6,9 @@
 #include <functional>
 #include <regex>
 
+#include <fcntl.h>
 #include <pty.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -133,6 +135,20 @@ TEST_F(TerminalTest, LinesStandApartFromABar)
     const std::regex lines(stamp + "what the library says\n" + stamp + "what the library says\nkrmo: what is told\n");
     EXPECT_NE(std::string::npos, text.find("writing"));
     EXPECT_TRUE(std::regex_match(screen(text), lines)) << screen(text);
+}
+
+TEST_F(TerminalTest, ALogThatIsNotReadHoldsNothingUpAndIsToldOnce)
+{
+    const std::string fifo = testing::TempDir() + "/log." + std::to_string(getpid());
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    const tool::Descriptor reader(open(fifo.c_str(), O_RDONLY | O_NONBLOCK));
+    tool::listenToLibrary(fifo, false);
+    unlink(fifo.c_str());
+    EXPECT_EQ("krmo: the log is not complete: Resource temporarily unavailable\n", writtenToPipe([] {
+                  for (int line = 0; line < 1000; ++line)
+                      KRScsiMODiskDrive::m_gpLogMessageCallbackFunc(3, 1, std::string(200, 'x'));
+              }));
+    EXPECT_NE(std::string::npos, contentOf(reader).find("[3 1] xxx"));
 }
 
 TEST_F(TerminalTest, OnlyATerminalThatCanDrawGetsABar)
