@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "tool/Failure.h"
+#include "tool/Interrupts.h"
 #include "tool/Text.h"
 
 namespace tool {

@@ -9,6 +9,7 @@
 
 #include "platform/KrException.h"
 #include "platform/UXScsi.h"
+#include "tool/DriveName.h"
 #include "tool/Failure.h"
 #include "tool/Mounts.h"
 #include "tool/SystemDrives.h"
@@ -89,7 +90,7 @@ Drive findDrive(const std::string& name)
         const bool mayBeSerial = name.find('/') == std::string::npos && (error == ENOENT || error == ENODEV);
         const std::string path = mayBeSerial ? pathOfSerialNumber(name) : std::string();
         if (path.empty())
-            throw systemFailure(name, error);
+            throw unknownDrive(name, error);
         return findDrive(path);
     }
     Drive drive{name, target.getNativePath(), target.getFD()};

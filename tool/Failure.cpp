@@ -3,34 +3,15 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <ctime>
 #include <iostream>
 #include <set>
 #include <sstream>
 
+#include "tool/Progress.h"
 #include "tool/Text.h"
 
 namespace tool {
-
-namespace {
-
-sigset_t& interrupts()
-{
-    static sigset_t signals;
-    return signals;
-}
-
-bool isInterrupted()
-{
-    sigset_t pending;
-    sigpending(&pending);
-    sigandset(&pending, &pending, &interrupts());
-    return sigisemptyset(&pending) == 0;
-}
-
-} // namespace
 
 Failure systemFailure(const std::string& subject, int error)
 {
@@ -40,38 +21,11 @@ Failure systemFailure(const std::string& subject, int error)
 
 void tell(std::string start, const std::string& text)
 {
+    eraseBar();
     const bool terminal = isatty(STDERR_FILENO) == 1;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line); start = "  ")
         std::cerr << start << (terminal ? escaped(line) : line) << '\n';
 }
 
-void holdInterrupts()
-{
-    sigemptyset(&interrupts());
-    // Ignored besides, for the programs: they inherit both, but a shell between may clear the mask. Here a signal that
-    // is blocked stays pending whatever its disposition.
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-        if (std::signal(signal, SIG_IGN) != SIG_IGN)
-            sigaddset(&interrupts(), signal);
-    }
-    sigprocmask(SIG_BLOCK, &interrupts(), nullptr);
-    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away must not leave a mounted medium behind
-}
-
-void stopIfInterrupted()
-{
-    if (isInterrupted())
-        throw Failure(statusInterrupted, "interrupted");
-}
-
 } // namespace tool
-
-/// The C library's, for the library's waits, which take up to 1000 seconds.
-extern "C" unsigned int sleep(unsigned int seconds)
-{
-    constexpr timespec second = {1, 0};
-    for (; seconds > 0 && !tool::isInterrupted(); --seconds)
-        nanosleep(&second, nullptr);
-    return seconds;
-}

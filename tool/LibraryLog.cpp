@@ -8,11 +8,13 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <utility>
 
 #include "drive/KRScsiMODiskDrive.h"
 #include "tool/Descriptor.h"
+#include "tool/Progress.h"
 #include "tool/Text.h"
 
 namespace tool {
@@ -25,6 +27,7 @@ struct Heard {
     std::string reason;  ///< the last line of level 1: the system's or the drive's reason
     std::string words;   ///< of the programs
     Descriptor file;
+    bool incomplete = false; ///< lines are missing in the file
     bool toStandardError = false;
     std::array<Descriptor, 3> standard; ///< the true descriptors 0 to 2, during a call
     Descriptor kept;
@@ -45,21 +48,41 @@ std::string timeText()
     return text.data();
 }
 
-/// A log that can't be written ends nothing: there is nobody to tell.
-void writeTo(int descriptor, const std::string& text)
+int standardError()
 {
-    const ssize_t written = ::write(descriptor, text.data(), text.size());
-    static_cast<void>(written);
+    const Descriptor& kept = heard.standard[STDERR_FILENO];
+    return kept.isOpen() ? kept.number() : STDERR_FILENO;
+}
+
+bool writeTo(int descriptor, const std::string& text)
+{
+    return ::write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+}
+
+void writeToStandardError(const std::string& text)
+{
+    const int descriptor = standardError();
+    eraseBar(descriptor);
+    writeTo(descriptor, isatty(descriptor) == 1 ? escapedLines(text) : text);
+}
+
+/// A log that can't be written ends nothing, but it is told once that lines are missing.
+void writeToFile(const std::string& text)
+{
+    errno = 0; // as it stays where a part was written
+    if (writeTo(heard.file.number(), text) || heard.incomplete)
+        return;
+    heard.incomplete = true;
+    writeToStandardError(std::string("krmo: the log is not complete") +
+                         (errno == 0 ? "" : std::string(": ") + std::strerror(errno)) + "\n");
 }
 
 void write(const std::string& text)
 {
-    const Descriptor& kept = heard.standard[STDERR_FILENO];
-    const int standardError = kept.isOpen() ? kept.number() : STDERR_FILENO;
     if (heard.toStandardError)
-        writeTo(standardError, isatty(standardError) == 1 ? escapedLines(text) : text);
+        writeToStandardError(text);
     if (heard.file.isOpen())
-        writeTo(heard.file.number(), text);
+        writeToFile(text);
 }
 
 /// "Device [/dev/sg1] - text" gives "text".
@@ -102,6 +125,17 @@ int required(int descriptor)
     return descriptor;
 }
 
+/// Never waits: a FIFO that nobody reads would hold everything up, at its opening or once it is full.
+Descriptor openLog(const std::string& file)
+{
+    Descriptor log(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+    if (log.isOpen())
+        return log;
+    if (errno == ENXIO)
+        throw Failure(statusNotThere, "nobody reads the log " + file + ", which is a FIFO or a socket");
+    throw systemFailure("the log " + file, errno);
+}
+
 std::string joined(const std::string& first, const char* separator, const std::string& second)
 {
     return first.empty() || second.empty() ? first + second : first + separator + second;
@@ -111,12 +145,10 @@ std::string joined(const std::string& first, const char* separator, const std::s
 
 void listenToLibrary(const std::string& file, bool toStandardError)
 {
+    heard.incomplete = false;
     heard.toStandardError = toStandardError || file == "-";
-    if (!file.empty() && file != "-") {
-        heard.file = Descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
-        if (!heard.file.isOpen())
-            throw systemFailure(file, errno);
-    }
+    if (!file.empty() && file != "-")
+        heard.file = openLog(file);
     KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = hearKeepingError;
 }
 

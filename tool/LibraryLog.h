@@ -10,8 +10,10 @@ namespace tool {
 
 /// Installs the library's callback, whose lines are written with time, level and device identifier.
 ///
-/// @param file where they go: a path, "-" for standard error, empty for nowhere.
+/// @param file where they go: a path, "-" for standard error, empty for nowhere. A FIFO is given lines as long as it
+///        takes them at once; that lines were lost is told on standard error.
 /// @param toStandardError whether they go there as well.
+/// @throws Failure where the file can't be opened for writing, or is a FIFO that nobody reads.
 void listenToLibrary(const std::string& file, bool toStandardError);
 
 /// While one of these lives, what the library and the programs that it runs say on standard output and standard

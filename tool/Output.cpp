@@ -5,13 +5,35 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "tool/Failure.h"
+#include "tool/Progress.h"
 #include "tool/Text.h"
 
 namespace tool {
 
 using nlohmann::ordered_json;
+
+namespace {
+
+/// A reader that went away wants no more, and be it a complaint.
+Failure outputFailure(int error)
+{
+    if (error == EPIPE)
+        return {statusDeviceFailed, ""};
+    return {statusDeviceFailed, std::string("standard output: ") + std::strerror(error)};
+}
+
+/// A standard output that was closed is open for reading by now, so that no file takes its place.
+int writable(int descriptor)
+{
+    if ((fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDONLY)
+        throw Failure(statusDeviceFailed, "standard output is closed");
+    return descriptor;
+}
+
+} // namespace
 
 ordered_json jsonText(std::string_view text)
 {
@@ -20,11 +42,11 @@ ordered_json jsonText(std::string_view text)
 }
 
 Output::Output(const OutputOptions& options)
-    : _options(options), _stream(fdopen(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0), "w")),
+    : _options(options), _stream(fdopen(fcntl(writable(STDOUT_FILENO), F_DUPFD_CLOEXEC, 0), "w")),
       _terminal(isatty(STDOUT_FILENO) == 1)
 {
     if (_stream == nullptr)
-        throw systemFailure("standard output", errno);
+        throw outputFailure(errno);
     dup2(STDERR_FILENO, STDOUT_FILENO);
 }
 
@@ -35,7 +57,11 @@ std::string Output::shown(const std::string& name) const
 
 void Output::line(const std::string& text)
 {
-    std::fputs((text + "\n").c_str(), _stream);
+    if (_terminal)
+        eraseBar();
+    const std::string all = text + "\n";
+    if (std::fwrite(all.data(), 1, all.size(), _stream) != all.size() && _error == 0)
+        _error = errno; // what is said later of it is no longer the reason
 }
 
 void Output::remark(const std::string& text)
@@ -67,46 +93,10 @@ void Output::document(const ordered_json& document)
 
 void Output::finish()
 {
-    if (std::fflush(_stream) != 0 || std::ferror(_stream) != 0)
-        throw systemFailure("standard output", errno);
-}
-
-Progress::Progress(bool quiet) : _visible(!quiet && isatty(STDERR_FILENO) == 1) {}
-
-void Progress::clear()
-{
-    if (_visible)
-        std::fputs("\r\x1b[K", stderr);
-    _visible = false;
-}
-
-void Progress::begin(const char* step)
-{
-    _step = step;
-    if (_visible)
-        show();
-}
-
-void Progress::advance(std::uint64_t bytes)
-{
-    constexpr std::chrono::milliseconds interval(200);
-    _done += bytes;
-    if (_visible && Clock::now() - _shown >= interval)
-        show();
-}
-
-void Progress::show()
-{
-    constexpr int width = 30;
-    _shown = Clock::now();
-    const double seconds = std::max(std::chrono::duration<double>(_shown - _start).count(), 0.001);
-    const double rate = static_cast<double>(_done) / seconds;
-    const double share = _total == 0 ? 0 : std::min(1.0, static_cast<double>(_done) / static_cast<double>(_total));
-    const auto left = static_cast<int>(share > 0 ? seconds * (1 - share) / share : 0);
-    const std::string bar(static_cast<std::size_t>(share * width), '#');
-    std::fprintf(stderr, "\r\x1b[K%-9s [%-*s] %3d%%  %s/s  %d:%02d left", _step, width, bar.c_str(),
-                 static_cast<int>(share * 100), sizeText(static_cast<std::uint64_t>(rate)).c_str(), left / 60,
-                 left % 60);
+    if (std::fflush(_stream) != 0 && _error == 0)
+        _error = errno;
+    if (_error != 0)
+        throw outputFailure(_error);
 }
 
 } // namespace tool

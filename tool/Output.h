@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -21,6 +20,7 @@ nlohmann::ordered_json jsonText(std::string_view text);
 /// Standard output, apart from that of the library, which prints there as well.
 class Output {
 public:
+    /// @throws Failure where standard output is closed, before anything is begun.
     explicit Output(const OutputOptions& options);
 
     bool json() const { return _options.json; }
@@ -38,42 +38,14 @@ public:
     void table(const std::vector<std::vector<std::string>>& rows);
     void document(const nlohmann::ordered_json& document);
 
-    /// @throws Failure when what was written did not get out.
+    /// @throws Failure when what was written did not get out; without a text where nobody reads any more.
     void finish();
 
 private:
     OutputOptions _options;
     std::FILE* _stream; ///< open to the end of the process
     bool _terminal;
-};
-
-/// A bar with rate and time left on standard error, where that is a terminal; nothing in a pipe.
-class Progress {
-public:
-    explicit Progress(bool quiet);
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
-    ~Progress() { clear(); }
-
-    void expect(std::uint64_t bytes) { _total = bytes; }
-
-    /// @param step what is done now: "writing"; shown at once.
-    void begin(const char* step);
-    void advance(std::uint64_t bytes);
-
-    /// Takes the bar away.
-    void clear();
-
-private:
-    using Clock = std::chrono::steady_clock;
-    void show();
-
-    bool _visible;
-    const char* _step = "";
-    std::uint64_t _total = 0;
-    std::uint64_t _done = 0;
-    Clock::time_point _start = Clock::now();
-    Clock::time_point _shown;
+    int _error = 0; ///< the first one of writing
 };
 
 } // namespace tool

@@ -7,6 +7,8 @@
 #include <cwchar>
 #include <cwctype>
 
+#include "tool/InvisibleCharacters.h"
+
 namespace tool {
 
 namespace {
@@ -30,6 +32,12 @@ Character take(std::string_view& text)
     return character;
 }
 
+bool isVisible(const Character& character)
+{
+    return character.valid && std::iswprint(static_cast<wint_t>(character.value)) != 0 &&
+           !isInvisible(static_cast<unsigned long>(character.value));
+}
+
 } // namespace
 
 void readTextAsUtf8()
@@ -51,7 +59,7 @@ std::string escaped(std::string_view text)
     std::string result;
     while (!text.empty()) {
         const Character character = take(text);
-        if (character.valid && std::iswprint(static_cast<wint_t>(character.value)) != 0)
+        if (isVisible(character))
             result += character.bytes;
         else
             for (const char byte : character.bytes)

@@ -11,7 +11,7 @@ void readTextAsUtf8();
 
 bool isUtf8(std::string_view text);
 
-/// The text for a terminal: what is not printable there, and bytes that are no UTF-8, as \xNN.
+/// The text for a terminal: what is not printable or not to be seen there, and bytes that are no UTF-8, as \xNN.
 std::string escaped(std::string_view text);
 
 /// The same for lines, which stay lines.

@@ -16,6 +16,7 @@
 
 #include "drive/KRScsiMODiskDrive.h"
 #include "tool/Failure.h"
+#include "tool/Interrupts.h"
 #include "tool/Text.h"
 
 namespace tool {
@@ -211,7 +212,8 @@ void Transfer::runGroup(const Group& group)
         copy(*source);
     _progress.begin("flushing");
     flush();
-    _progress.begin("comparing");
+    if (_target.verify)
+        _progress.begin("comparing");
     for (const CopySource* const source : group) {
         if (_target.verify)
             compare(*source);

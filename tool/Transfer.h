@@ -5,7 +5,7 @@
 
 #include "tool/CopyPlan.h"
 #include "tool/Files.h"
-#include "tool/Output.h"
+#include "tool/Progress.h"
 
 namespace tool {
 

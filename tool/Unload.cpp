@@ -7,6 +7,7 @@
 
 #include "platform/UXScsi.h"
 #include "tool/Commands.h"
+#include "tool/Interrupts.h"
 #include "tool/LibraryLog.h"
 #include "tool/Mounts.h"
 #include "tool/SystemDrives.h"

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "tool/Interrupts.h"
 #include "tool/LibraryLog.h"
 #include "tool/Mounts.h"
 #include "tool/SystemDrives.h"

@@ -18,8 +18,12 @@ using nlohmann::json;
 TEST_F(ToolTest, JsonIsOneDocumentForAnyName)
 {
     const lab::EmulatedDrive drive = add({lab::DriveType::magnetoOptical});
-    const std::string names[] = {file("a name", 1), file("Grüße", 3), file("l\xe9g", 2)};
-    ASSERT_TRUE(ended(run("put " + drive.genericNode + " '" + names[0] + "' " + names[1] + " " + names[2]), 0));
+    file("a name", 1);
+    file("Grüße", 3);
+    file("l\xe9g", 2);
+    file("[a,b]", 4); // no list of two
+    const std::string names = "'a name' Grüße l\xe9g '[a,b]'";
+    ASSERT_TRUE(ended(run("put --to '[x,y]' " + drive.genericNode + " " + names, "cd " + folder + ";"), 0));
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
 
     const json listed = json::parse(run("drives --json").said)["drives"].at(0);
@@ -35,11 +39,12 @@ TEST_F(ToolTest, JsonIsOneDocumentForAnyName)
     EXPECT_EQ(drive.partitionNode(1), info["partitions"].at(0)["node"]);
     EXPECT_LT(0U, info["available"].get<std::uint64_t>());
 
-    const json entries = json::parse(run("ls --json " + serial).said)["entries"];
+    const json entries = json::parse(run("ls --json " + serial + " '[x,y]'").said)["entries"];
     EXPECT_EQ("Grüße", entries.at(0)["name"]);
-    EXPECT_EQ("a name", entries.at(1)["name"]);
-    EXPECT_EQ("6ce967", entries.at(2)["nameBytes"]);
-    EXPECT_EQ(2, entries.at(2)["bytes"]);
+    EXPECT_EQ("[a,b]", entries.at(1)["name"]);
+    EXPECT_EQ("a name", entries.at(2)["name"]);
+    EXPECT_EQ("6ce967", entries.at(3)["nameBytes"]);
+    EXPECT_EQ(2, entries.at(3)["bytes"]);
 }
 
 TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
@@ -62,10 +67,8 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
         int status;
         const char* said;
     } cases[] = {
-        {"", 2, "subcommand"},
-        {put, 2, "SOURCE"},
-        {"mount " + drive.partitionNode(1), 3, "No such device"},
-        {"unload no-such-number", 3, "No such file"},
+        {"mount " + drive.partitionNode(1), 2, "is a partition; its disk is /dev/sd"},
+        {"unload no-such-number", 3, "no drive has the serial number no-such-number"},
         {put + folder + "/nothing", 3, "No such file"},
         {put + folder + "/link", 2, "symbolic link"},
         {put + folder + "/pipe", 2, "neither a file nor a folder"},
@@ -85,6 +88,9 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
     };
     for (const auto& one : cases)
         EXPECT_TRUE(ended(run(one.arguments), one.status, one.said)) << one.arguments;
+    fs::permissions(fs::path(file("closed/file", 1)).parent_path(), fs::perms::none);
+    const std::string asOwnerAlone = "setpriv --bounding-set=-dac_override,-dac_read_search";
+    EXPECT_TRUE(ended(run(put + folder + "/closed", asOwnerAlone), 3, "closed: Permission denied"));
     EXPECT_EQ("", namesOn(drive));
     EXPECT_TRUE(fs::is_empty(directoryOf(other)));
 
@@ -96,6 +102,24 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
     const std::string asNobody = "setpriv --reuid=65534 --regid=65534 --clear-groups";
     EXPECT_TRUE(ended(run("drives", asNobody), 0, "Permission denied"));
     EXPECT_TRUE(ended(run("mount " + drive.genericNode, asNobody), 3, "Permission denied"));
+}
+
+TEST_F(ToolTest, ATerminalIsToldWhatIsDone)
+{
+    const lab::EmulatedDrive drive = add();
+    const struct {
+        std::string arguments;
+        bool compares;
+    } cases[] = {
+        {"put " + drive.genericNode + " " + file("file", 1), true},
+        {"put --no-verify --force " + drive.genericNode + " " + file("file", 1), false},
+        {"get " + drive.genericNode + " file --to " + folder + "/back", false},
+    };
+    for (const auto& one : cases) {
+        const ToolResult result = run(one.arguments + "\" /dev/null", "TERM=xterm exec script -qec \"");
+        EXPECT_TRUE(ended(result, 0, "writing ["));
+        EXPECT_EQ(one.compares, result.said.find("comparing [") != std::string::npos) << one.arguments;
+    }
 }
 
 TEST_F(ToolTest, AnInterruptedToolDoesNoHarm)
