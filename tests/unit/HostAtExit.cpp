@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <thread>
 
 #include <dlfcn.h>
@@ -21,6 +22,11 @@ void* operator new(std::size_t size)
 {
     ++allocated;
     return std::malloc(size);
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return operator new(size);
 }
 
 void operator delete(void* memory) noexcept
