@@ -1,14 +1,10 @@
 #include "bench/LabDrive.h"
 
 #include <stdexcept>
-#include <vector>
 
-#include <spawn.h>
-#include <sys/wait.h>
+#include "lab/support/Process.h"
 
 namespace {
-
-constexpr int megabytes = 256;
 
 void check(unsigned long code)
 {
@@ -24,7 +20,7 @@ LabDrive& LabDrive::instance()
     return drive;
 }
 
-LabDrive::LabDrive() : _drives({megabytes}), _emulated(_drives.add())
+LabDrive::LabDrive() : _emulated(_drives.add(lab::parseDrive("size=256")))
 {
     constexpr int removableHardDisk = 11001;
     _drive.reset(
@@ -45,15 +41,6 @@ void LabDrive::unmount()
 
 void run(const std::vector<std::string>& command)
 {
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (const std::string& argument : command)
-        arguments.push_back(const_cast<char*>(argument.c_str()));
-    arguments.push_back(nullptr);
-    pid_t process = -1;
-    int status = -1;
-    if (posix_spawnp(&process, arguments[0], nullptr, nullptr, arguments.data(), environ) == 0)
-        waitpid(process, &status, 0);
-    if (status != 0)
+    if (lab::Process({command}).wait() != 0)
         throw std::runtime_error(command.front() + " failed");
 }

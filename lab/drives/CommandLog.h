@@ -4,18 +4,17 @@
 #include <string>
 #include <vector>
 
-#include "lab/support/Descriptor.h"
-
 namespace lab {
 
 /// A SCSI command that reached an emulated drive.
 struct ArrivedCommand {
     std::string address;        ///< of the unit, "host:channel:target:unit"
     std::vector<uint8_t> bytes; ///< the command descriptor block
+    std::string answer; ///< "00" for GOOD, "02 6/28/00" for CHECK CONDITION and its sense, or "unanswered"
 };
 
-/// Reads from the kernel's log which commands arrived, in order, from this object's making on. The log must have
-/// been switched on (EmulatedDrives::setCommandLog); the disk driver's own commands are among them.
+/// Which commands arrived at the drives, and what they answered, in order, from this object's making on; the disk
+/// driver's own commands are among them.
 class CommandLog {
 public:
     CommandLog();
@@ -24,7 +23,7 @@ public:
     std::vector<ArrivedCommand> take();
 
 private:
-    Descriptor _log;
+    uint64_t _next;
 };
 
 } // namespace lab

@@ -30,20 +30,19 @@ struct DriveDescription {
     Label label = Label::dos;
     FileSystem fileSystem = FileSystem::vfat;
     int partitions = 1;   ///< of equal size, primary; without meaning when there is no label
-    int logicalUnits = 1; ///< units of one drive show the same medium
-};
-
-/// What all drives have in common, because the emulation is told so once, when its module is loaded.
-struct EmulationSettings {
+    int logicalUnits = 1; ///< each has a medium of its own, of the same description
     int megabytes = 32;
     int sectorSize = 512;
-    int spinUpMilliseconds = 0; ///< how long a new drive answers "becoming ready" to TEST UNIT READY
+    bool isEmpty = false;       ///< there is no medium in it
+    std::string driveSettings;  ///< what the drive itself takes, ",key=value" for each
+    std::string mediumSettings; ///< what the medium takes, likewise
 };
 
-inline bool operator==(const EmulationSettings& left, const EmulationSettings& right)
-{
-    return left.megabytes == right.megabytes && left.sectorSize == right.sectorSize &&
-           left.spinUpMilliseconds == right.spinUpMilliseconds;
-}
+/// The drive that a text "key=value,key=value" describes; "key" alone is "key=yes". What it does not name is as above.
+/// @throws std::invalid_argument telling which part it does not know
+DriveDescription parseDrive(const std::string& text);
+
+/// The keys and their values, for those who write such a text.
+extern const char* const driveKeysHelp;
 
 } // namespace lab

@@ -1,11 +1,8 @@
 #include "lab/drives/EmulatedDrives.h"
 
-#include <algorithm>
 #include <filesystem>
-#include <set>
-#include <stdexcept>
 
-#include "lab/drives/Command.h"
+#include "lab/drives/DriveRequest.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Sysfs.h"
 #include "lab/drives/Waiting.h"
@@ -14,82 +11,9 @@ namespace lab {
 
 namespace {
 
-const std::string driverFolder = "/sys/bus/pseudo/drivers/scsi_debug/";
-const std::string parameterFolder = "/sys/module/scsi_debug/parameters/";
-
-constexpr int inquiryTypeDisk = 0;
-constexpr int inquiryTypeOptical = 7;
-
-// Some parameters can be read and set in one of the folders only.
-std::string parameterPath(const std::string& name)
-{
-    const std::string path = driverFolder + name;
-    return std::filesystem::exists(path) ? path : parameterFolder + name;
-}
-
-int numberOf(const std::string& parameterName)
-{
-    return std::stoi(readAttribute(parameterPath(parameterName)));
-}
-
-bool isLoaded()
-{
-    return std::filesystem::exists(driverFolder);
-}
-
-EmulationSettings loadedSettings()
-{
-    return {numberOf("dev_size_mb"), numberOf("sector_size"), numberOf("tur_ms_to_ready")};
-}
-
-// Every drive gets memory of its own, or all would show the same medium; answers come at once.
-void loadModule(const EmulationSettings& settings)
-{
-    runCommand({"modprobe", "scsi_debug", "add_host=0", "removable=1", "delay=0", "per_host_store=1",
-                "dev_size_mb=" + std::to_string(settings.megabytes),
-                "sector_size=" + std::to_string(settings.sectorSize),
-                "tur_ms_to_ready=" + std::to_string(settings.spinUpMilliseconds)});
-}
-
-std::set<std::string> hosts()
-{
-    std::set<std::string> numbers;
-    const std::string start = "host";
-    for (const std::string& name : namesIn("/sys/class/scsi_host")) {
-        numbers.insert(name.substr(start.size()));
-    }
-    return numbers;
-}
-
-// The driver makes the host at once, before the write that asks for it returns.
-std::string addHost()
-{
-    const std::set<std::string> before = hosts();
-    writeAttribute(driverFolder + "add_host", "1");
-    for (const std::string& host : hosts()) {
-        if (before.count(host) == 0) {
-            return host;
-        }
-    }
-    throw std::runtime_error("the emulation added no drive");
-}
-
-std::string scanFile(const EmulatedDrive& drive)
-{
-    return "/sys/class/scsi_host/host" + drive.address.substr(0, drive.address.find(':')) + "/scan";
-}
-
-// Channel, target and unit, as a host takes them.
-std::string placeOf(const EmulatedDrive& drive)
-{
-    std::string place = drive.address.substr(drive.address.find(':') + 1);
-    std::replace(place.begin(), place.end(), ':', ' ');
-    return place;
-}
-
 EmulatedDrive unitAt(const std::string& address)
 {
-    const bool isDisk = readAttribute(unitFolder(address) + "/type") == std::to_string(inquiryTypeDisk);
+    const bool isDisk = readAttribute(unitFolder(address) + "/type") == "0";
     return {isDisk ? DriveType::disk : DriveType::magnetoOptical, address, unitNode(address, "block"),
             unitNode(address, "scsi_generic")};
 }
@@ -105,6 +29,11 @@ EmulatedDrive completeUnitAt(const std::string& address)
     return unitAt(address);
 }
 
+std::string ask(const std::string& verb, const EmulatedDrive& drive, const std::string& argument = {})
+{
+    return requestOfDrives(verb + " " + drive.address + " " + argument);
+}
+
 } // namespace
 
 std::string EmulatedDrive::partitionNode(int number) const
@@ -112,36 +41,18 @@ std::string EmulatedDrive::partitionNode(int number) const
     return blockNode + std::to_string(number);
 }
 
-EmulatedDrives::EmulatedDrives(const EmulationSettings& settings)
-{
-    if (isLoaded() && !(loadedSettings() == settings)) {
-        if (numberOf("add_host") != 0) {
-            throw std::runtime_error("drives with other settings are there; remove them first");
-        }
-        runCommand({"rmmod", "scsi_debug"});
-    }
-    if (!isLoaded()) {
-        loadModule(settings);
-    }
-}
-
 EmulatedDrive EmulatedDrives::add(const DriveDescription& description)
 {
-    answerInquiriesAs(description.type);
-    setParameter("max_luns", std::to_string(description.logicalUnits));
-    const std::string host = addHost();
-    waitUntil("host " + host + " has its units", [&host, &description] {
-        return unitAddresses(host).size() == static_cast<size_t>(description.logicalUnits);
-    });
-    std::vector<EmulatedDrive> units;
-    for (const std::string& address : unitAddresses(host)) {
-        units.push_back(completeUnitAt(address));
+    std::string request =
+        std::string("add type=") + (description.type == DriveType::disk ? "disk" : "mo") + description.driveSettings;
+    for (int unit = 0; unit < description.logicalUnits; ++unit) {
+        request += " " + (description.isEmpty ? "empty" : makeMedium(description));
     }
-    prepareMedium(units.front().blockNode, description, loadedSettings().megabytes);
-    for (size_t unit = 1; unit < units.size(); ++unit) { // which looked at the medium before it had partitions
-        runCommand({"blockdev", "--rereadpt", units[unit].blockNode});
+    const std::string address = requestOfDrives(request) + ":";
+    for (int unit = 1; unit < description.logicalUnits; ++unit) {
+        completeUnitAt(address + std::to_string(unit));
     }
-    return units.front();
+    return completeUnitAt(address + "0");
 }
 
 std::vector<EmulatedDrive> EmulatedDrives::list() const
@@ -153,18 +64,15 @@ std::vector<EmulatedDrive> EmulatedDrives::list() const
     return drives;
 }
 
-// The module keeps the media of removed drives for those to come; only unloading it forgets them.
 void EmulatedDrives::removeAll()
 {
-    const EmulationSettings settings = loadedSettings();
-    writeAttribute(driverFolder + "add_host", std::to_string(-numberOf("add_host")));
-    runCommand({"rmmod", "scsi_debug"});
-    loadModule(settings);
+    requestOfDrives("remove-all");
+    forgetMedia();
 }
 
 void EmulatedDrives::unplug(const EmulatedDrive& drive)
 {
-    writeAttribute(unitFolder(drive.address) + "/delete", "1");
+    ask("unplug", drive);
     waitUntil(drive.address + " is gone", [&drive] {
         return !std::filesystem::exists(unitFolder(drive.address)) && !std::filesystem::exists(drive.blockNode);
     });
@@ -172,55 +80,59 @@ void EmulatedDrives::unplug(const EmulatedDrive& drive)
 
 EmulatedDrive EmulatedDrives::plugIn(const EmulatedDrive& drive)
 {
-    answerInquiriesAs(drive.type);
-    writeAttribute(scanFile(drive), placeOf(drive));
+    ask("plug-in", drive);
     return completeUnitAt(drive.address);
-}
-
-EmulatedDrive EmulatedDrives::present(const EmulatedDrive& drive)
-{
-    const std::vector<std::string> addresses = unitAddresses();
-    const bool isThere = std::find(addresses.begin(), addresses.end(), drive.address) != addresses.end();
-    return isThere ? completeUnitAt(drive.address) : plugIn(drive);
 }
 
 std::string EmulatedDrives::plugInCommand(const EmulatedDrive& drive, const std::string& node)
 {
-    return "echo " + placeOf(drive) + " >" + scanFile(drive) + "; until [ -b " + node + " ]; do sleep 0.01; done";
+    return "lab-drive plug-in " + drive.address + "; until [ -b " + node + " ]; do sleep 0.01; done";
 }
 
-void EmulatedDrives::setWriteProtected(bool isProtected)
+void EmulatedDrives::pressButton(const EmulatedDrive& drive)
 {
-    setParameter("wp", isProtected ? "1" : "0");
-    for (const EmulatedDrive& drive : list()) {
-        answerInquiriesAs(drive.type);
-        writeAttribute(unitFolder(drive.address) + "/rescan", "1");
-    }
+    ask("press-button", drive);
 }
 
-void EmulatedDrives::setDescriptorSense(bool isDescriptor)
+void EmulatedDrives::forceOpen(const EmulatedDrive& drive)
 {
-    setParameter("dsense", isDescriptor ? "1" : "0");
+    ask("force-open", drive);
 }
 
-void EmulatedDrives::setCommandLog(bool isLogging)
+std::string EmulatedDrives::takeOut(const EmulatedDrive& drive)
 {
-    setParameter("opts", isLogging ? "1" : "0");
+    return ask("take-out", drive);
 }
 
-void EmulatedDrives::answerInquiriesAs(DriveType type)
+void EmulatedDrives::insert(const EmulatedDrive& drive, const std::string& medium)
 {
-    setParameter("ptype", std::to_string(type == DriveType::disk ? inquiryTypeDisk : inquiryTypeOptical));
+    ask("insert", drive, medium);
 }
 
-void EmulatedDrives::setParameter(const std::string& name, const std::string& value)
+void EmulatedDrives::set(const EmulatedDrive& drive, const std::string& settings)
 {
-    writeAttribute(parameterPath(name), value);
+    ask("set", drive, settings);
 }
 
-std::string EmulatedDrives::parameter(const std::string& name) const
+void EmulatedDrives::answer(const EmulatedDrive& drive, const std::string& answer)
 {
-    return readAttribute(parameterPath(name));
+    ask("answer", drive, answer);
+}
+
+void EmulatedDrives::heal(const EmulatedDrive& drive)
+{
+    ask("heal", drive);
+}
+
+std::string EmulatedDrives::state(const EmulatedDrive& drive) const
+{
+    return ask("state", drive);
+}
+
+void EmulatedDrives::setWriteProtected(const EmulatedDrive& drive, bool isProtected)
+{
+    set(drive, std::string("write-protect=") + (isProtected ? "yes" : "no"));
+    writeAttribute(unitFolder(drive.address) + "/rescan", "1");
 }
 
 } // namespace lab

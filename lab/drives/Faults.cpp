@@ -3,8 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "lab/drives/Command.h"
-#include "lab/drives/CommandAnswers.h"
+#include "lab/support/Process.h"
 
 namespace lab {
 
@@ -59,17 +58,6 @@ void restoreFiles()
         fs::rename(path + awaySuffix, path);
     }
     fs::remove(list);
-}
-
-void answerCommands(const std::string& lines)
-{
-    fs::create_directories(folder);
-    std::ofstream(answersFile) << lines << "\n";
-}
-
-void passCommands()
-{
-    fs::remove(answersFile);
 }
 
 void overwriteSectors(const std::string& blockNode, int first, int number, const std::string& command)

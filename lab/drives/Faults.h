@@ -19,14 +19,6 @@ void letHangAndDie(const std::string& path);
 /// Brings back what was taken away or replaced.
 void restoreFiles();
 
-/// In a lab with scripted answers, says what becomes of the SCSI commands that processes send by SG_IO: a line each,
-/// the last one for all that follow. "STATUS HOST KEY CODE QUALIFIER", in hexadecimal, is the status, that of the
-/// transport, and the sense; "pass" leaves the command to the drive.
-void answerCommands(const std::string& lines);
-
-/// Leaves all commands to the drives again.
-void passCommands();
-
 /// Overwrites sectors of 512 bytes with what a command for the shell prints, and has the kernel read the partition
 /// table of a drive that is not in use.
 void overwriteSectors(const std::string& blockNode, int first, int number, const std::string& command);

@@ -1,18 +1,30 @@
 #include "lab/drives/Media.h"
 
+#include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <vector>
 
-#include "lab/drives/Command.h"
-#include "lab/drives/Waiting.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 #include "lab/support/TemporaryFolder.h"
+#include "platform/SystemFiles.h"
 
 namespace lab {
 
 namespace {
+
+namespace fs = std::filesystem;
+
+const std::string folder = "/run/lab/media"; // which init and tests share
+constexpr off_t megabyte = 1 << 20;
 
 std::string partitionType(const DriveDescription& description)
 {
@@ -23,17 +35,116 @@ std::string partitionType(const DriveDescription& description)
     return isDos ? "c" : "EBD0A0A2-B9E5-4433-87C0-68B6B72699C7";
 }
 
-// A megabyte at either end stays free for the tables. The starts are given, for where sfdisk would begin depends on the
-// transfer size that the drive likes best, and can be the end of a small medium.
-std::string partitionScript(const DriveDescription& description, int megabytes)
+// A megabyte at either end stays free for the tables.
+std::string partitionScript(const DriveDescription& description)
 {
-    const int size = (megabytes - 2) / description.partitions;
+    const int size = (description.megabytes - 2) / description.partitions;
     std::string script = std::string("label: ") + (description.label == Label::dos ? "dos" : "gpt") + "\n";
     for (int number = 0; number < description.partitions; ++number) {
         script += "start=" + std::to_string(1 + number * size) + "MiB, size=" + std::to_string(size) +
                   "MiB, type=" + partitionType(description) + "\n";
     }
     return script;
+}
+
+void copyRange(const Descriptor& from, const Descriptor& to, off_t first, off_t end, off_t shift)
+{
+    std::vector<char> buffer(1U << 16U);
+    while (first < end) {
+        const size_t length = std::min(buffer.size(), static_cast<size_t>(end - first));
+        const auto count = ::pread(from.number(), buffer.data(), length, first);
+        checked(count > 0 ? 0 : -1, "read a medium");
+        checked(static_cast<int>(::pwrite(to.number(), buffer.data(), static_cast<size_t>(count), first + shift)),
+                "write a medium");
+        first += count;
+    }
+}
+
+// Copies what is not a hole, some way further on in the other file, which is made no shorter than that.
+void copyData(const std::string& source, const Descriptor& to, off_t shift)
+{
+    const Descriptor from = openFile(source, O_RDONLY);
+    const auto size = static_cast<off_t>(fs::file_size(source));
+    struct stat status {};
+    checked(::fstat(to.number(), &status), "look at a medium");
+    checked(::ftruncate(to.number(), std::max(status.st_size, size + shift)), "make a medium longer");
+    for (off_t end = 0; end < size;) {
+        const off_t first = ::lseek(from.number(), end, SEEK_DATA);
+        end = first < 0 ? size : ::lseek(from.number(), first, SEEK_HOLE);
+        copyRange(from, to, first < 0 ? size : first, end, shift);
+    }
+}
+
+void formatFile(const std::string& path, FileSystem fileSystem, int sectorSize)
+{
+    constexpr int smallestExt4Block = 1024;
+    if (fileSystem == FileSystem::vfat) {
+        runCommand({"mkfs.vfat", "-S", std::to_string(sectorSize), path});
+    } else if (fileSystem == FileSystem::ext4 && sectorSize > smallestExt4Block) {
+        runCommand({"mkfs.ext4", "-q", "-F", "-b", std::to_string(sectorSize), path});
+    } else if (fileSystem == FileSystem::ext4) {
+        runCommand({"mkfs.ext4", "-q", "-F", path});
+    }
+}
+
+// fdisk reads the script that sfdisk would, and unlike that it can be told how large the sectors of a file are.
+void divide(const std::string& path, const DriveDescription& description)
+{
+    const std::string script = path + ".script";
+    std::ofstream(script) << partitionScript(description);
+    const std::string said =
+        runCommand({"fdisk", "-b", std::to_string(description.sectorSize), path}, "I\n" + script + "\nw\n");
+    fs::remove(script);
+    if (said.find("Script successfully applied") == std::string::npos) {
+        throw std::runtime_error("fdisk did not divide a medium: " + said);
+    }
+}
+
+void makeFile(const std::string& path, off_t size)
+{
+    std::ofstream(path).close();
+    fs::resize_file(path, static_cast<uintmax_t>(size));
+}
+
+void addFileSystems(const std::string& path, const DriveDescription& description)
+{
+    const std::string partition = path + ".partition";
+    const off_t size = (description.megabytes - 2) / description.partitions * megabyte;
+    makeFile(partition, size);
+    formatFile(partition, description.fileSystem, description.sectorSize);
+    const Descriptor medium = openFile(path, O_WRONLY);
+    for (int number = 0; number < description.partitions; ++number) {
+        copyData(partition, medium, megabyte + number * size);
+    }
+    fs::remove(partition);
+}
+
+std::string fileNameFor(const DriveDescription& description)
+{
+    std::ostringstream name;
+    name << "prepared-" << static_cast<int>(description.label) << "-" << static_cast<int>(description.fileSystem) << "-"
+         << description.partitions << "-" << description.megabytes << "-" << description.sectorSize;
+    return name.str();
+}
+
+// Processes that prepare the same medium at one time each do so, and one of them wins.
+std::string preparedMedium(const DriveDescription& description)
+{
+    const std::string path = folder + "/" + fileNameFor(description);
+    if (fs::exists(path)) {
+        return path;
+    }
+    fs::create_directories(folder);
+    const std::string work = path + "-" + std::to_string(::getpid());
+    makeFile(work, description.megabytes * megabyte);
+    if (description.label == Label::none) {
+        formatFile(work, description.fileSystem, description.sectorSize);
+    } else {
+        divide(work, description);
+        addFileSystems(work, description);
+    }
+    fs::rename(work, path);
+    return path;
 }
 
 /// A FAT partition for reading, until the end of this.
@@ -64,24 +175,21 @@ void formatNode(const std::string& node, FileSystem fileSystem)
     }
 }
 
-void wipeMedium(const std::string& blockNode)
+std::string makeMedium(const DriveDescription& description)
 {
-    runCommand({"wipefs", "--all", "--force", blockNode});
-    runCommand({"blockdev", "--rereadpt", blockNode});
+    std::string path = folder + "/mediumXXXXXX";
+    const std::string prepared = preparedMedium(description);
+    const Descriptor file(checked(::mkstemp(path.data()), "make " + path));
+    copyData(prepared, file, 0);
+    return "file=" + path + ",sector-size=" + std::to_string(description.sectorSize) + description.mediumSettings;
 }
 
-void prepareMedium(const std::string& blockNode, const DriveDescription& description, int megabytes)
+void forgetMedia()
 {
-    if (description.label == Label::none) {
-        formatNode(blockNode, description.fileSystem);
-        return;
-    }
-    runCommand({"sfdisk", "--quiet", "--wipe", "always", "--wipe-partitions", "always", blockNode},
-               partitionScript(description, megabytes));
-    for (int number = 1; number <= description.partitions; ++number) {
-        const std::string node = blockNode + std::to_string(number);
-        waitForFile(node);
-        formatNode(node, description.fileSystem);
+    for (const std::string& name : scsi::namesIn(folder)) {
+        if (name.find("medium") == 0) {
+            fs::remove(folder + "/" + name);
+        }
     }
 }
 

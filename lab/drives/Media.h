@@ -7,15 +7,16 @@
 
 namespace lab {
 
-/// Makes partitions and file systems on a medium as described; `blockNode` is the drive's node.
-/// @param megabytes the medium's size
-void prepareMedium(const std::string& blockNode, const DriveDescription& description, int megabytes);
+/// Makes a medium as described, with partitions and file systems, and returns how drives are told of it:
+/// "file=...,sector-size=...". The file may be changed while the medium is in no drive. Media of one description are
+/// copies of the first.
+std::string makeMedium(const DriveDescription& description);
+
+/// Forgets all media that are in no drive.
+void forgetMedia();
 
 /// Makes a file system on a partition, or on a whole medium.
 void formatNode(const std::string& node, FileSystem fileSystem);
-
-/// Leaves a medium without a partition table, as it comes from the factory.
-void wipeMedium(const std::string& blockNode);
 
 /// What is on a FAT partition that is not in use: files and folders by their names below its root, and what files hold.
 std::map<std::string, std::string> contentOf(const std::string& partitionNode);

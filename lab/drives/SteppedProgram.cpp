@@ -2,13 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-
-#include "lab/support/SystemCall.h"
 
 namespace lab {
 
@@ -28,19 +21,12 @@ int occurrences(const std::string& text, const std::string& part)
 // O_DIRECT keeps each write apart, and the smallest pipe has room for one.
 void SteppedProgram::start(const std::string& line)
 {
-    std::array<int, 2> ends{};
-    checked(::pipe2(ends.data(), O_CLOEXEC | O_DIRECT), "pipe");
-    _output = Descriptor(ends[0]);
-    const Descriptor input(ends[1]);
-    checked(::fcntl(input.number(), F_SETPIPE_SZ, 1), "size of a pipe");
+    Pipe pipe(O_DIRECT);
+    const int input = pipe.writeEnd.number();
+    checked(::fcntl(input, F_SETPIPE_SZ, 1), "size of a pipe");
     _said.clear();
-    _process = checked(::fork(), "fork");
-    if (_process == 0) {
-        ::dup2(input.number(), STDOUT_FILENO);
-        ::dup2(input.number(), STDERR_FILENO);
-        ::execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
-        ::_exit(127);
-    }
+    _process = Process({{"/bin/sh", "-c", line}, {STDIN_FILENO, input, input}});
+    _output = std::move(pipe.readEnd);
 }
 
 void SteppedProgram::runBehind(const std::string& text, int times)
@@ -51,26 +37,11 @@ void SteppedProgram::runBehind(const std::string& text, int times)
     checked(::poll(&next, 1, -1), "poll");
 }
 
-void SteppedProgram::kill(int signal) const
-{
-    checked(::kill(_process, signal), "signal to a program");
-}
-
 int SteppedProgram::finish()
 {
     while (read()) {
     }
-    int status = 0;
-    checked(::waitpid(_process, &status, 0), "wait for a program");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-bool SteppedProgram::read()
-{
-    std::array<char, 4096> text;
-    const ssize_t length = ::read(_output.number(), text.data(), text.size());
-    _said.append(text.data(), length > 0 ? static_cast<size_t>(length) : 0);
-    return length > 0;
+    return _process.wait();
 }
 
 } // namespace lab

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 
-#include "lab/support/Descriptor.h"
+#include "lab/support/Process.h"
+#include "lab/support/SystemCall.h"
 
 namespace lab {
 
@@ -19,10 +18,10 @@ public:
     /// what comes next.
     void runBehind(const std::string& text, int times);
 
-    void kill(int signal) const;
+    void kill(int signal) const { _process.kill(signal); }
 
     /// Of the program where the command line begins with "exec", of the shell else.
-    pid_t process() const { return _process; }
+    pid_t process() const { return _process.number(); }
 
     /// Lets it run to its end. @return its exit status, or 128 and the signal that it died of.
     int finish();
@@ -31,9 +30,9 @@ public:
     const std::string& said() const { return _said; }
 
 private:
-    bool read();
+    bool read() { return readOnto(_said, _output.number()); }
 
-    pid_t _process = -1;
+    Process _process;
     Descriptor _output;
     std::string _said;
 };

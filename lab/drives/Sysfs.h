@@ -8,13 +8,10 @@ namespace lab {
 /// Writes a value to a file of the kernel's; throws std::system_error with the path and the kernel's refusal.
 void writeAttribute(const std::string& path, const std::string& value);
 
-/// The first line of a file of the kernel's; throws std::system_error.
+/// The first line of a file of the kernel's; throws std::runtime_error where there is none.
 std::string readAttribute(const std::string& path);
 
-/// The names in a folder, in order; none where there is no such folder.
-std::vector<std::string> namesIn(const std::string& folder);
-
-/// The SCSI addresses of the units of one host that the system has, or of all hosts for an empty text.
+/// The SCSI addresses of the units of one host that the system has, in order, or of all hosts for an empty text.
 std::vector<std::string> unitAddresses(const std::string& host = {});
 
 /// The sysfs folder of the SCSI device with that address.

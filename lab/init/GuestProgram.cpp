@@ -9,8 +9,6 @@
 #include <array>
 #include <cerrno>
 
-#include "lab/init/Execution.h"
-
 namespace lab {
 
 namespace {
@@ -24,29 +22,24 @@ Descriptor childSignalDescriptor()
     return Descriptor(checked(::signalfd(-1, &signals, SFD_CLOEXEC), "receive SIGCHLD"));
 }
 
-int exitStatus(int waitStatus)
-{
-    return WIFSIGNALED(waitStatus) ? 128 + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
-}
-
 } // namespace
 
-int GuestProgram::start(const Settings& settings)
+// The waiting is for all children, those that the program leaves behind among them.
+void GuestProgram::start(Program program)
 {
     Pipe input;
     Pipe output;
     Pipe error;
-    const Execution execution{settings.arguments, settings.environment, settings.workingDirectory};
-    const int failure =
-        execution.start(_process, {input.readEnd.number(), output.writeEnd.number(), error.writeEnd.number()});
+    program.descriptors = {input.readEnd.number(), output.writeEnd.number(), error.writeEnd.number()};
+    program.group = Program::Group::session;
+    _process = Process(program).release();
     _input = std::move(input.writeEnd);
     _output = std::move(output.readEnd);
     _error = std::move(error.readEnd);
     checked(::fcntl(_input.number(), F_SETFL, O_NONBLOCK), "make the program's input non-blocking");
-    return failure;
 }
 
-int GuestProgram::relay()
+int GuestProgram::relay(const std::function<void()>& atItsEnd)
 {
     const Descriptor childSignals = childSignalDescriptor();
     // The program may have ended before its end could be signalled here.
@@ -55,6 +48,7 @@ int GuestProgram::relay()
         waitForEvents(childSignals.number());
     }
     ::kill(-1, SIGKILL);
+    atItsEnd();
     drainOutputs();
     return *_status;
 }
@@ -162,7 +156,7 @@ void GuestProgram::reapChildren(int childSignals)
     int waitStatus = 0;
     for (pid_t child = ::waitpid(-1, &waitStatus, WNOHANG); child > 0; child = ::waitpid(-1, &waitStatus, WNOHANG)) {
         if (child == _process) {
-            _status = exitStatus(waitStatus);
+            _status = Process::statusOf(waitStatus);
         }
     }
 }

@@ -2,11 +2,12 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "lab/support/Channel.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 
 namespace lab {
@@ -14,22 +15,16 @@ namespace lab {
 /// The program that the lab was started for, and the relay between its standard streams and the launcher.
 class GuestProgram {
 public:
-    struct Settings {
-        std::vector<std::string> arguments;
-        std::vector<std::string> environment;
-        std::string workingDirectory;
-    };
-
     explicit GuestProgram(Channel& channel) : _channel(channel) {}
 
-    /// Starts the program, in a session of its own.
-    /// @return 0, or errno of the step that kept it from starting
-    int start(const Settings& settings);
+    /// Starts the program, in a session of its own and with descriptors of its own; throws std::system_error.
+    void start(Program program);
 
     /// Relays until the program has ended and the last byte of its output is sent. Processes that it left behind
     /// are killed then, for they could hold its output open for ever.
+    /// @param atItsEnd called once it has ended and they are killed, before what they wrote is read to its end
     /// @return its exit status, or 128 plus the signal's number
-    int relay();
+    int relay(const std::function<void()>& atItsEnd);
 
 private:
     void waitForEvents(int childSignals);

@@ -6,23 +6,18 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <optional>
+#include <system_error>
 
 #include "lab/drives/EmulatedDrives.h"
 #include "lab/init/FileSystems.h"
 #include "lab/init/GuestProgram.h"
 #include "lab/init/Modules.h"
-#include "lab/support/LabOptions.h"
 #include "lab/support/RunOrder.h"
+#include "lab/target/ControlSocket.h"
+#include "lab/target/DriveBay.h"
 
 namespace {
-
-constexpr int statusLabTrouble = 125;
-constexpr int statusNotExecutable = 126;
-constexpr int statusNotFound = 127;
 
 // The first serial line, made transparent: no echo, no line ends of its own, no bytes with a meaning.
 lab::Descriptor openLine()
@@ -37,38 +32,29 @@ lab::Descriptor openLine()
     return line;
 }
 
-lab::Message receiveMessage(lab::Channel& channel)
+// What the program needs of the build folder is reached by another path: the list of libraries to preload is split at
+// blanks, which the folder's path may have.
+void linkToOwnFile(const std::string& name, const std::string& link)
 {
-    std::optional<lab::Message> message = channel.next();
-    while (!message) {
-        channel.receive();
-        message = channel.next();
-    }
-    return *message;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink(self.parent_path() / name, link);
 }
 
-// The order comes in pieces, each asked for, until an empty one.
-lab::RunOrder receiveOrder(lab::Channel& channel)
+// The drives are at anybody's service from then on, to the kernel's end.
+lab::DriveBay& startDrives()
 {
-    std::string bytes;
-    for (std::string piece = "first"; !piece.empty();) {
-        channel.send(lab::MessageKind::ready);
-        piece = receiveMessage(channel).payload;
-        bytes += piece;
-    }
-    return lab::RunOrder::fromBytes(bytes);
+    static lab::DriveBay drives;
+    lab::listenForRequests([](const std::string& request) { return drives.obey(request); });
+    linkToOwnFile("lab-drive", "/usr/local/bin/lab-drive");
+    return drives;
 }
 
-void makeDrives(const lab::LabOptions& options)
+void makeDrives(const std::vector<std::string>& descriptions)
 {
-    lab::loadDiskModules();
-    lab::EmulatedDrives drives(options.emulation);
-    for (const lab::DriveDescription& description : options.drives) {
-        drives.add(description);
+    for (const std::string& description : descriptions) {
+        lab::EmulatedDrives().add(lab::parseDrive(description));
     }
-    drives.setDescriptorSense(options.descriptorSense);
-    drives.setWriteProtected(options.writeProtected);
-    drives.setCommandLog(options.logCommands);
 }
 
 // The program's environment is the init's own too: the commands that make drives are found on its path.
@@ -80,83 +66,73 @@ void takeEnvironment(const lab::RunOrder& order)
     }
 }
 
-// A library is preloaded by another path, for the list of libraries to preload is split at blanks, which the path of a
-// build folder may have.
-std::string linkToLibrary(const std::string& name)
+lab::Program programOf(const lab::RunOrder& order)
 {
-    std::string link = "/run/" + name;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
-    std::filesystem::create_symlink(self.parent_path() / name, link);
-    return link;
+    lab::Program program{order.program, {}, order.environment, order.workingDirectory};
+    if (order.shortSleeps) {
+        const std::string library = "/run/liblabsleep.so";
+        linkToOwnFile("liblabsleep.so", library);
+        program.environment.push_back("LD_PRELOAD=" + library);
+    }
+    return program;
 }
 
-std::string preloadedLibraries(const lab::LabOptions& options)
+// What the program wrote for the caller is written; what is on its way to a drive, which may not answer, is forgotten
+// with the drive.
+void writeResults(const std::string& folder)
 {
-    std::string list;
-    if (options.shortSleeps) {
-        list += linkToLibrary("liblabsleep.so") + " ";
+    if (!folder.empty()) {
+        const lab::Descriptor results = lab::openFile(folder, O_RDONLY | O_DIRECTORY);
+        ::syncfs(results.number());
     }
-    if (options.scriptedAnswers) {
-        list += linkToLibrary("liblabanswers.so") + " ";
-    }
-    return list;
 }
 
-lab::GuestProgram::Settings programSettings(const lab::RunOrder& order, const lab::LabOptions& options)
-{
-    lab::GuestProgram::Settings settings{options.program, order.environment, order.workingDirectory};
-    const std::string libraries = preloadedLibraries(options);
-    if (!libraries.empty()) {
-        settings.environment.push_back("LD_PRELOAD=" + libraries);
-    }
-    return settings;
-}
-
-void runProgram(lab::Channel& channel, const lab::GuestProgram::Settings& settings)
+void runProgram(lab::Channel& channel, const lab::RunOrder& order, lab::DriveBay& drives)
 {
     lab::GuestProgram program(channel);
-    const int failure = program.start(settings);
-    if (failure != 0) {
-        const int status = failure == ENOENT ? statusNotFound : statusNotExecutable;
-        channel.send(lab::MessageKind::failure,
-                     std::to_string(status) + " can't run " + settings.arguments[0] + ": " + std::strerror(failure));
+    try {
+        program.start(programOf(order));
+    } catch (const std::system_error& error) {
+        const bool isMissing = error.code() == std::errc::no_such_file_or_directory;
+        const int status = isMissing ? lab::statusNotFound : lab::statusNotExecutable;
+        channel.send(lab::MessageKind::failure, std::to_string(status) + " " + error.what());
         return;
     }
     channel.send(lab::MessageKind::started);
-    const int status = program.relay();
-    ::sync();
+    // Nobody who is killed must wait for a drive that does not answer.
+    const int status = program.relay([&drives] { drives.healAll(); });
+    writeResults(order.results);
     channel.send(lab::MessageKind::ended, std::to_string(status));
 }
 
-void runLab(lab::Channel& channel)
+void runLab(lab::Channel& channel, const std::string& orderFile)
 {
-    const lab::RunOrder order = receiveOrder(channel);
+    const lab::RunOrder order = lab::RunOrder::read(orderFile);
     takeEnvironment(order);
-    // Folders named on the command line are meant as the caller sees them.
-    lab::checked(::chdir(order.workingDirectory.c_str()), "enter " + order.workingDirectory);
-    const lab::LabOptions options = lab::parseOptions(order.arguments);
     lab::loadOverlayModule();
     lab::enterOverlay();
-    if (!options.results.empty()) {
-        lab::mountResults(options.results);
+    if (!order.results.empty()) {
+        lab::mountResults(order.results);
     }
-    makeDrives(options);
-    runProgram(channel, programSettings(order, options));
+    lab::loadDiskModules();
+    lab::DriveBay& drives = startDrives();
+    makeDrives(order.drives);
+    runProgram(channel, order, drives);
 }
 
 } // namespace
 
 // The launcher ends the kernel once it has the last message; the first process must not end before.
-int main()
+int main(int count, char** arguments)
 {
     ::signal(SIGPIPE, SIG_IGN);
     lab::mountKernelFileSystems();
     const lab::Descriptor line = openLine();
     lab::Channel channel(line.number());
     try {
-        runLab(channel);
+        runLab(channel, count > 1 ? arguments[1] : "");
     } catch (const std::exception& error) {
-        channel.send(lab::MessageKind::failure, std::to_string(statusLabTrouble) + " " + error.what());
+        channel.send(lab::MessageKind::failure, std::to_string(lab::statusLabTrouble) + " " + error.what());
     }
     while (true) {
         ::pause();

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <string>
 
-#include "lab/drives/Command.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 
 namespace lab {
@@ -44,7 +44,7 @@ void showModules()
 
 void loadDiskModules()
 {
-    runCommand({"modprobe", "--all", "sd_mod", "sg", "vfat", "nls_cp437", "nls_ascii", "nls_iso8859-1"});
+    runCommand({"modprobe", "--all", "sd_mod", "sg", "target_core_user", "tcm_loop", "vfat", "nls_cp437", "nls_ascii", "nls_iso8859-1"});
 }
 
 } // namespace lab

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <vector>
 
-#include "lab/support/Arguments.h"
 #include "lab/support/SystemCall.h"
 
 namespace lab {
@@ -26,47 +25,32 @@ std::vector<std::string> kernelArguments(const GuestKernel::Settings& settings, 
             // Messages to standard output, and no window for any other console.
             "con=null", "con0=null,fd:1", "ssl=null", "ssl0=fd:" + std::to_string(lineInKernel),
             // A crash ends the process, and with it the wait for it, at once.
-            "panic=-1"};
-}
-
-// Returns only if the kernel can't be run.
-void becomeKernel(int line, int console, const Arguments& arguments, const Arguments& environment)
-{
-    const int nothing = ::open("/dev/null", O_RDWR);
-    const bool connected = ::dup2(nothing, 0) == 0 && ::dup2(console, 1) == 1 && ::dup2(console, 2) == 2 &&
-                           ::dup2(line, lineInKernel) == lineInKernel;
-    if (connected) {
-        ::execve(arguments.first(), arguments.all(), environment.all());
-    }
-}
-
-// A descriptor for the kernel must not be on the number on which it is to be found there: dup2 onto itself would
-// leave it close-on-exec.
-Descriptor movedUp(const Descriptor& descriptor)
-{
-    return Descriptor(
-        checked(::fcntl(descriptor.number(), F_DUPFD_CLOEXEC, lineInKernel + 1), "duplicate a descriptor"));
+            "panic=-1",
+            // What follows is for the init.
+            "--", folder + "/order"};
 }
 
 } // namespace
 
-GuestKernel::GuestKernel(const Settings& settings)
+GuestKernel::GuestKernel(const Settings& settings, const RunOrder& order)
 {
+    order.write(_folder.path() + "/order");
     std::filesystem::create_symlink(settings.init, _folder.path() + "/init");
     std::filesystem::create_symlink(settings.preload, _folder.path() + "/preload.so");
     int ends[2];
     checked(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), "make the line to the kernel");
     _line = Descriptor(ends[0]);
-    const Descriptor lineInside = movedUp(Descriptor(ends[1]));
+    const Descriptor lineInside(ends[1]);
+    const Descriptor nothing = openFile("/dev/null", O_RDWR);
     Pipe console;
-    const Descriptor consoleInside = movedUp(console.writeEnd);
+    const int messages = console.writeEnd.number();
     _console = std::move(console.readEnd);
 
-    const Arguments arguments(kernelArguments(settings, _folder.path()));
-    const Arguments environment({"TMPDIR=" + settings.memoryFolder, "HOME=" + _folder.path(), "PATH=/usr/bin:/bin",
-                                 "LD_PRELOAD=" + _folder.path() + "/preload.so"});
     _keeper = std::make_unique<Keeper>(
-        [&] { becomeKernel(lineInside.number(), consoleInside.number(), arguments, environment); });
+        Program{kernelArguments(settings, _folder.path()),
+                {nothing.number(), messages, messages, lineInside.number()}, // the last one is lineInKernel
+                {"TMPDIR=" + settings.memoryFolder, "HOME=" + _folder.path(), "PATH=/usr/bin:/bin",
+                 "LD_PRELOAD=" + _folder.path() + "/preload.so"}});
 }
 
 } // namespace lab

@@ -4,7 +4,8 @@
 #include <string>
 
 #include "lab/launcher/Keeper.h"
-#include "lab/support/Descriptor.h"
+#include "lab/support/RunOrder.h"
+#include "lab/support/SystemCall.h"
 #include "lab/support/TemporaryFolder.h"
 
 namespace lab {
@@ -20,8 +21,8 @@ public:
         int memoryMegabytes;
     };
 
-    /// Starts the kernel; throws std::system_error.
-    explicit GuestKernel(const Settings& settings);
+    /// Starts the kernel, whose init finds the order; throws std::system_error.
+    GuestKernel(const Settings& settings, const RunOrder& order);
 
     /// The line to the init: what is written here is read there from its first serial line, and the reverse.
     int line() const { return _line.number(); }

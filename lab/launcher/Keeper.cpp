@@ -2,11 +2,11 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 
 #include <array>
+#include <iostream>
 
 #include "lab/support/SystemCall.h"
 
@@ -21,24 +21,8 @@ sigset_t signalSet(bool full)
     return signals;
 }
 
-// As leader of a process group the program can't leave it for another, and all that it starts can be found there.
-pid_t startProgram(const std::function<void()>& become)
-{
-    const pid_t program = ::fork();
-    if (program == 0) {
-        ::setpgid(0, 0);
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        const sigset_t none = signalSet(false);
-        ::sigprocmask(SIG_SETMASK, &none, nullptr);
-        become();
-        ::_exit(127);
-    }
-    ::setpgid(program, program);
-    return program;
-}
-
 // The end of the program, or of the process that wanted it, is the end of the program's whole group.
-[[noreturn]] void keep(int lifeline, const std::function<void()>& become)
+void keep(int lifeline, const Program& program)
 {
     ::setsid();
     const sigset_t all = signalSet(true);
@@ -46,23 +30,42 @@ pid_t startProgram(const std::function<void()>& become)
     sigset_t child = signalSet(false);
     ::sigaddset(&child, SIGCHLD);
     const int childEnded = ::signalfd(-1, &child, SFD_CLOEXEC);
-    const pid_t program = startProgram(become);
+    Process process(program);
     std::array<pollfd, 2> ends{{{lifeline, POLLIN, 0}, {childEnded, POLLIN, 0}}};
     ::poll(ends.data(), ends.size(), -1);
-    ::kill(-program, SIGKILL);
-    ::waitpid(program, nullptr, 0);
+    ::kill(-process.number(), SIGKILL);
+    process.wait();
+}
+
+// As leader of a process group the program can't leave it for another, and all that it starts can be found there. It
+// dies with its keeper, too.
+Program kept(Program program)
+{
+    const std::vector<std::string> mortal{"/usr/bin/setpriv", "--pdeathsig", "KILL", "--"};
+    program.arguments.insert(program.arguments.begin(), mortal.begin(), mortal.end());
+    program.group = Program::Group::ofItsOwn;
+    return program;
+}
+
+[[noreturn]] void become(int lifeline, const Program& program)
+{
+    try {
+        keep(lifeline, kept(program));
+    } catch (const std::exception& error) {
+        std::cerr << "lab: " << error.what() << '\n';
+    }
     ::_exit(0);
 }
 
 } // namespace
 
-Keeper::Keeper(const std::function<void()>& become)
+Keeper::Keeper(const Program& program)
 {
     Pipe lifeline;
     _process = checked(::fork(), "fork");
     if (_process == 0) {
         lifeline.writeEnd.close();
-        keep(lifeline.readEnd.number(), become);
+        become(lifeline.readEnd.number(), program);
     }
     _lifeline = std::move(lifeline.writeEnd);
 }

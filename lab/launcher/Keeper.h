@@ -2,9 +2,8 @@
 
 #include <sys/types.h>
 
-#include <functional>
-
-#include "lab/support/Descriptor.h"
+#include "lab/support/Process.h"
+#include "lab/support/SystemCall.h"
 
 namespace lab {
 
@@ -12,8 +11,7 @@ namespace lab {
 /// process is killed: a process of its own, out of reach of what a terminal sends, keeps watch.
 class Keeper {
 public:
-    /// @param become called in the new process to turn it into the program; must not return if it succeeds
-    explicit Keeper(const std::function<void()>& become);
+    explicit Keeper(const Program& program);
     Keeper(const Keeper&) = delete;
     Keeper& operator=(const Keeper&) = delete;
     ~Keeper();

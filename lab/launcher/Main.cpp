@@ -11,10 +11,9 @@
 #include <system_error>
 
 #include "lab/launcher/GuestKernel.h"
+#include "lab/launcher/LabOptions.h"
 #include "lab/launcher/Machine.h"
 #include "lab/launcher/Session.h"
-#include "lab/support/LabOptions.h"
-#include "lab/support/RunOrder.h"
 
 namespace {
 
@@ -28,37 +27,27 @@ void openMissingStandardDescriptors()
     ::close(descriptor);
 }
 
-lab::RunOrder orderFor(const std::vector<std::string>& arguments)
+void addSurroundings(lab::RunOrder& order)
 {
-    lab::RunOrder order;
-    order.arguments = arguments;
     order.workingDirectory = std::filesystem::current_path();
     const char* const terminal = std::getenv("TERM");
     order.environment = {"PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "HOME=/root", "LC_ALL=C",
                          "USER=root", std::string("TERM=") + (terminal != nullptr ? terminal : "dumb")};
-    return order;
-}
-
-void checkResults(const std::string& folder)
-{
-    if (!folder.empty() && (!std::filesystem::is_directory(folder) || ::access(folder.c_str(), W_OK) != 0)) {
-        throw lab::UsageError("the folder for results, " + folder + ", is not there or can't be written");
-    }
 }
 
 int runLab(const std::vector<std::string>& arguments)
 {
-    const lab::LabOptions options = lab::parseOptions(arguments);
-    if (options.help) {
-        std::cout << lab::usageText();
+    lab::LabOptions options = lab::parseOptions(arguments);
+    if (!options.help.empty()) {
+        std::cout << options.help;
         return 0;
     }
-    checkResults(options.results);
+    addSurroundings(options.order);
     lab::GuestKernel kernel({lab::findKernel(), lab::memoryFolder(options.memoryMegabytes),
                              lab::besideThisProgram("lab-init"), lab::besideThisProgram("liblabregisters.so"),
-                             options.memoryMegabytes});
-    const lab::RunOrder order = orderFor(arguments);
-    return lab::Session(kernel, options, order).run();
+                             options.memoryMegabytes},
+                            options.order);
+    return lab::Session(kernel, options).run();
 }
 
 // A caller that closes its end of our output ends us as it would end the program: quietly.

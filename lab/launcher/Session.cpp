@@ -15,8 +15,8 @@ namespace lab {
 namespace {
 
 constexpr size_t consoleTailSize = 3000;
-// The kernel's serial line stalls for good once 4 KB wait to be read from it, so messages go in as small pieces, each
-// sent when the one before was taken.
+// The kernel's serial line stalls for good once 4 KB wait to be read from it, so the input goes in as small pieces,
+// each sent when the one before was taken.
 constexpr size_t pieceSize = 2048;
 
 constexpr int pollMilliseconds = 200; // how late the end of a time-out, or of the kernel, may be seen
@@ -42,9 +42,9 @@ bool wouldBeStoppedByReading(int descriptor)
 
 } // namespace
 
-Session::Session(GuestKernel& kernel, const LabOptions& options, const RunOrder& order)
+Session::Session(GuestKernel& kernel, const LabOptions& options)
     : _kernel(kernel), _options(options), _channel(kernel.line()), _signals(passedSignals()),
-      _unsentOrder(order.toBytes()), _start(std::chrono::steady_clock::now())
+      _start(std::chrono::steady_clock::now())
 {
 }
 
@@ -106,9 +106,6 @@ void Session::readLine()
 void Session::obey(const Message& message)
 {
     switch (message.kind) {
-    case MessageKind::ready:
-        sendOrderPiece();
-        break;
     case MessageKind::started:
         _started = true;
         break;
@@ -128,14 +125,6 @@ void Session::obey(const Message& message)
     default:
         giveUp(statusLabTrouble, "the init sent what it should not");
     }
-}
-
-// The piece after the last one is empty, which tells the init that the order is complete.
-void Session::sendOrderPiece()
-{
-    const std::string piece = _unsentOrder.substr(0, pieceSize);
-    _unsentOrder.erase(0, piece.size());
-    _channel.send(MessageKind::order, piece);
 }
 
 void Session::finishWith(const std::string& statusAndText)

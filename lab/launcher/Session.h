@@ -5,22 +5,16 @@
 #include <string>
 
 #include "lab/launcher/GuestKernel.h"
+#include "lab/launcher/LabOptions.h"
 #include "lab/support/Channel.h"
-#include "lab/support/LabOptions.h"
-#include "lab/support/RunOrder.h"
 
 namespace lab {
-
-/// Exit statuses of the lab's own, beside those of the program.
-constexpr int statusTimedOut = 124;
-constexpr int statusLabTrouble = 125;
-constexpr int statusOfSignal = 128; // plus the signal's number
 
 /// One run: follows a booting kernel until the program in it has ended, and is the program's connection to the
 /// caller: its input, its outputs, the signals for it.
 class Session {
 public:
-    Session(GuestKernel& kernel, const LabOptions& options, const RunOrder& order);
+    Session(GuestKernel& kernel, const LabOptions& options);
 
     /// @return the exit status for the caller
     int run();
@@ -30,7 +24,6 @@ private:
     void readConsole();
     void readLine();
     void obey(const Message& message);
-    void sendOrderPiece();
     void finishWith(const std::string& statusAndText);
     void readInput();
     void readSignal();
@@ -42,7 +35,6 @@ private:
     const LabOptions& _options;
     Channel _channel;
     Descriptor _signals;
-    std::string _unsentOrder;
     std::chrono::steady_clock::time_point _start;
     std::string _consoleTail;
     bool _started = false;

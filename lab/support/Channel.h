@@ -8,8 +8,6 @@ namespace lab {
 
 /// What a message between the launcher (outside) and the init (inside) is about.
 enum class MessageKind : char {
-    ready = 'r',          ///< inside to outside: the line is up, send the order's next piece
-    order = 'o',          ///< outside to inside: a piece of what to set up and to run (RunOrder), none after the last
     started = 's',        ///< inside to outside: the program runs
     standardOutput = '1', ///< inside to outside: bytes of the program
     standardError = '2',  ///< inside to outside: bytes of the program

@@ -1,58 +1,26 @@
 #include "lab/support/RunOrder.h"
 
-#include <stdexcept>
+#include <fstream>
+#include <nlohmann/json.hpp>
 
 namespace lab {
 
-namespace {
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunOrder, drives, results, shortSleeps, program, environment,
+                                   workingDirectory)
 
-// A list is its strings, each ended by a NUL and preceded by an 'x' that tells it from the list's end, a lone NUL.
-void appendList(std::string& bytes, const std::vector<std::string>& list)
+// In the binary form, which takes the strings as they are; the readable one takes UTF-8 alone.
+void RunOrder::write(const std::string& path) const
 {
-    for (const std::string& item : list) {
-        bytes.append("x").append(item).push_back('\0');
-    }
-    bytes.push_back('\0');
+    std::ofstream file(path, std::ios::binary);
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    nlohmann::json::to_msgpack(*this, file);
+    file.close();
 }
 
-std::string takeString(std::string_view& bytes)
+RunOrder RunOrder::read(const std::string& path)
 {
-    const size_t end = bytes.find('\0');
-    if (end == std::string_view::npos) {
-        throw std::runtime_error("the order from the launcher is cut short");
-    }
-    std::string taken(bytes.substr(0, end));
-    bytes.remove_prefix(end + 1);
-    return taken;
-}
-
-std::vector<std::string> takeList(std::string_view& bytes)
-{
-    std::vector<std::string> list;
-    for (std::string item = takeString(bytes); !item.empty(); item = takeString(bytes)) {
-        list.push_back(item.substr(1));
-    }
-    return list;
-}
-
-} // namespace
-
-std::string RunOrder::toBytes() const
-{
-    std::string bytes;
-    appendList(bytes, arguments);
-    appendList(bytes, environment);
-    appendList(bytes, {workingDirectory});
-    return bytes;
-}
-
-RunOrder RunOrder::fromBytes(std::string_view bytes)
-{
-    RunOrder order;
-    order.arguments = takeList(bytes);
-    order.environment = takeList(bytes);
-    order.workingDirectory = takeList(bytes).at(0);
-    return order;
+    std::ifstream file(path, std::ios::binary);
+    return nlohmann::json::from_msgpack(file).get<RunOrder>();
 }
 
 } // namespace lab

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <array>
 #include <cerrno>
 #include <system_error>
 
@@ -34,10 +35,18 @@ void writeAll(int descriptor, const void* data, size_t size)
     }
 }
 
-Pipe::Pipe()
+bool readOnto(std::string& text, int descriptor)
+{
+    std::array<char, 16384> buffer;
+    const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+    text.append(buffer.data(), count > 0 ? static_cast<size_t>(count) : 0);
+    return count > 0;
+}
+
+Pipe::Pipe(int moreFlags)
 {
     int ends[2];
-    checked(::pipe2(ends, O_CLOEXEC), "pipe");
+    checked(::pipe2(ends, O_CLOEXEC | moreFlags), "pipe");
     readEnd = Descriptor(ends[0]);
     writeEnd = Descriptor(ends[1]);
 }

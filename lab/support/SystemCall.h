@@ -2,9 +2,11 @@
 
 #include <string>
 
-#include "lab/support/Descriptor.h"
+#include "tool/Descriptor.h"
 
 namespace lab {
+
+using tool::Descriptor;
 
 /// Hands a system call's result through; throws std::system_error with `errno` and the step's name for a negative one.
 int checked(int result, const std::string& step);
@@ -15,9 +17,12 @@ Descriptor openFile(const std::string& path, int flags);
 /// Writes everything, over short writes and interruptions; throws std::system_error.
 void writeAll(int descriptor, const void* data, size_t size);
 
+/// Appends what one read() gives; false at the end, or where nothing can be read.
+bool readOnto(std::string& text, int descriptor);
+
 /// The two ends of a new pipe, close-on-exec.
 struct Pipe {
-    Pipe();
+    explicit Pipe(int moreFlags = 0);
     Descriptor readEnd;
     Descriptor writeEnd;
 };

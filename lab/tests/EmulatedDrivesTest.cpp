@@ -7,11 +7,11 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/CommandLog.h"
 #include "lab/drives/EmulatedDrives.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Sysfs.h"
+#include "lab/support/Process.h"
 #include "lab/support/SystemCall.h"
 
 namespace {
@@ -127,14 +127,10 @@ TEST_F(EmulatedDrivesTest, LogsTheCommandsThatArrive)
 
 TEST_F(EmulatedDrivesTest, LoadsTheEmulationAnewForOtherSettings)
 {
-    lab::EmulationSettings settings;
-    settings.sectorSize = 2048;
-    settings.megabytes = 16;
-    lab::EmulatedDrives others(settings);
-    const EmulatedDrive drive = others.add(described(DriveType::magnetoOptical, Label::none, FileSystem::vfat));
+    const EmulatedDrive drive = drives.add(lab::parseDrive("type=mo,label=none,sector-size=2048,size=16"));
     EXPECT_EQ("2048\n", lab::runCommand({"blockdev", "--getss", drive.blockNode}));
     EXPECT_EQ("vfat\n", typeOfFileSystem(drive.blockNode));
-    EXPECT_THROW(lab::EmulatedDrives(lab::EmulationSettings{}), std::runtime_error);
+    EXPECT_THROW(drives.add(), std::runtime_error);
 }
 
 } // namespace

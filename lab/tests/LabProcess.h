@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/support/Process.h"
 #include "lab/support/TemporaryFolder.h"
 
 namespace lab {
@@ -12,24 +13,21 @@ class LabProcess {
 public:
     /// Starts it. `arguments` are those of lab/run; `input` is what it reads.
     explicit LabProcess(const std::vector<std::string>& arguments, const std::string& input = {});
-    LabProcess(const LabProcess&) = delete;
-    LabProcess& operator=(const LabProcess&) = delete;
-    ~LabProcess();
 
     /// Waits until the text is in the standard output.
     void waitForOutput(const std::string& text) const;
 
-    void signal(int number) const;
+    void signal(int number) const { _process.kill(number); }
 
     /// Waits for the end and returns the exit status; 1000 plus the number of the signal that killed lab/run itself.
-    int wait();
+    int wait() { return _process.wait(1000); }
 
     std::string output() const;
     std::string error() const;
 
 private:
     TemporaryFolder _folder;
-    pid_t _process;
+    Process _process;
 };
 
 } // namespace lab

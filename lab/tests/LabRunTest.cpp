@@ -25,7 +25,7 @@ std::string randomBytes(size_t size)
 
 LabProcess shell(const std::string& script, const std::string& input = {})
 {
-    return LabProcess({"--drives", "0", "--", "sh", "-c", script}, input);
+    return LabProcess({"--no-drives", "--", "sh", "-c", script}, input);
 }
 
 TEST(LabRun, PassesTheExitStatusOn)
@@ -41,17 +41,17 @@ TEST(LabRun, ReportsDeathBySignalAsAShellDoes)
 
 TEST(LabRun, TellsAProgramThatIsNotThereFromOneThatCannotRun)
 {
-    LabProcess missing({"--drives", "0", "--", "/no/such/program"});
+    LabProcess missing({"--no-drives", "--", "/no/such/program"});
     EXPECT_EQ(127, missing.wait());
     EXPECT_EQ("lab: can't run /no/such/program: No such file or directory\n", missing.error());
-    EXPECT_EQ(126, LabProcess({"--drives", "0", "--", "/etc/passwd"}).wait());
+    EXPECT_EQ(126, LabProcess({"--no-drives", "--", "/etc/passwd"}).wait());
 }
 
 TEST(LabRun, RefusesWhatItDoesNotKnow)
 {
-    LabProcess process({"--type", "tape", "--", "true"});
+    LabProcess process({"--drive", "type=tape", "--", "true"});
     EXPECT_EQ(125, process.wait());
-    EXPECT_EQ("lab: 'tape' is no type; see lab/run --help\n", process.error());
+    EXPECT_EQ("lab: --drive: 'tape' is no value of 'type'; see lab/run --help\n", process.error());
 }
 
 TEST(LabRun, PassesMegabytesThroughUnchanged)
@@ -85,7 +85,7 @@ TEST(LabRun, ShowsOutputWhileTheProgramRuns)
 
 TEST(LabRun, EndsAProgramThatTakesTooLong)
 {
-    LabProcess process({"--drives", "0", "--timeout", "4", "--", "sleep", "1000"});
+    LabProcess process({"--no-drives", "--timeout", "4", "--", "sleep", "1000"});
     EXPECT_EQ(124, process.wait());
     EXPECT_EQ(0U, process.error().find("lab: ended after 4 s\n"));
 }
@@ -106,7 +106,7 @@ TEST(LabRun, WritesIntoTheFolderForResults)
 {
     const lab::TemporaryFolder folder;
     const std::string file = folder.path() + "/result";
-    EXPECT_EQ(0, LabProcess({"--drives", "0", "--results", folder.path(), "--", "cp", "/etc/passwd", file}).wait());
+    EXPECT_EQ(0, LabProcess({"--no-drives", "--results", folder.path(), "--", "cp", "/etc/passwd", file}).wait());
     EXPECT_EQ(std::filesystem::file_size("/etc/passwd"), std::filesystem::file_size(file));
 }
 
@@ -114,7 +114,7 @@ TEST(LabRun, ShortensLongSleepsOnly)
 {
     const std::string script = "sleep 1000; begin=$(date +%s%N); sleep 1; end=$(date +%s%N); "
                                "test $((end - begin)) -ge 1000000000";
-    LabProcess process({"--drives", "0", "--short-sleeps", "--timeout", "60", "--", "sh", "-c", script});
+    LabProcess process({"--no-drives", "--short-sleeps", "--timeout", "60", "--", "sh", "-c", script});
     EXPECT_EQ(0, process.wait());
 }
 

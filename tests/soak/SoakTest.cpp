@@ -4,7 +4,7 @@
 #include <mntent.h>
 #include <sys/resource.h>
 
-#include "lab/drives/Sysfs.h"
+#include "platform/SystemFiles.h"
 #include "tests/system/LabTest.h"
 
 TEST_F(LabTest, ManyMountsInOneProcess)
@@ -18,7 +18,7 @@ TEST_F(LabTest, ManyMountsInOneProcess)
     FILE* const stream = setmntent("/etc/mtab", "r+");
     getmntent(stream);
     const std::size_t bytesOfStream = malloc_usable_size(stream) + malloc_usable_size(stream->_IO_buf_base) + 16;
-    const std::size_t descriptorsBefore = lab::namesIn("/proc/self/fd").size();
+    const std::size_t descriptorsBefore = scsi::namesIn("/proc/self/fd").size();
     const std::size_t bytesBefore = mallinfo2().uordblks;
     for (std::size_t i = 0; i < cycles; ++i) {
         char text[] = "data";
@@ -29,6 +29,6 @@ TEST_F(LabTest, ManyMountsInOneProcess)
         drive->closeHandle(file);
         ASSERT_EQ(drive->unmount(), 0u) << lastError(*drive);
     }
-    EXPECT_EQ(lab::namesIn("/proc/self/fd").size() - descriptorsBefore, streams);
+    EXPECT_EQ(scsi::namesIn("/proc/self/fd").size() - descriptorsBefore, streams);
     EXPECT_NEAR(mallinfo2().uordblks - bytesBefore, streams * bytesOfStream, 4096); // what is kept for reuse
 }

@@ -58,8 +58,8 @@ TEST_F(DriveFaultTest, RejectedCommandIsToldInEitherSenseFormat)
 {
     const auto unit = drives.add();
     KRUnixMODiskImpl backend(unit.genericNode, "", -1, 0, true);
-    for (const bool descriptorFormat : {false, true}) {
-        drives.setDescriptorSense(descriptorFormat);
+    for (const char* const format : {"descriptor-sense=no", "descriptor-sense"}) {
+        drives.set(unit, format);
         EXPECT_EQ(backend.StartStopUnit(0, 0), 0);
         log.clear();
         EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), -1);
@@ -68,7 +68,6 @@ TEST_F(DriveFaultTest, RejectedCommandIsToldInEitherSenseFormat)
         EXPECT_EQ(backend.StartStopUnit(1, 0), 0);
         EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), 0);
     }
-    drives.setDescriptorSense(false);
 }
 
 TEST_F(DriveFaultTest, LockThatASecondProcessHolds)

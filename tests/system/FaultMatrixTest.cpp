@@ -18,10 +18,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Faults.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Sysfs.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace {
@@ -94,15 +94,13 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
     void settle()
     {
         lab::restoreFiles();
-        lab::passCommands();
         lab::writeAttribute(threadLimit, threads);
-        drives.setParameter("opts", "0");
-        if (drives.parameter("wp") != "0")
-            drives.setWriteProtected(false);
+        unit = drives.plugIn(unit);
+        drives.heal(unit);
+        drives.setWriteProtected(unit, false);
         unmountAll();
         path = unit.address;
         before.clear();
-        unit = drives.present(unit);
         setRunning(path, true);
         lab::restoreSectors(unit.blockNode);
     }
@@ -223,14 +221,18 @@ Fault stub(const char* path, const char* line)
     return [=](FaultMatrix&) { lab::replaceProgram(path, line); };
 }
 
-Fault answers(const char* lines)
+/// Answers of the drive to the next commands of a kind, whoever sends them.
+Fault answers(std::vector<const char*> steps)
 {
-    return [lines](FaultMatrix&) { lab::answerCommands(lines); };
+    return [steps](FaultMatrix& test) {
+        for (const char* const step : steps)
+            test.drives.answer(test.unit, step);
+    };
 }
 
-Fault parameter(const char* name, const char* value)
+Fault setting(const char* keys)
 {
-    return [name, value](FaultMatrix& test) { test.drives.setParameter(name, value); };
+    return [keys](FaultMatrix& test) { test.drives.set(test.unit, keys); };
 }
 
 Fault damage(int sector, int number, const std::string& command)
@@ -263,10 +265,9 @@ void takeDescriptors(FaultMatrix& test)
     }
 }
 
-void takeMedium(FaultMatrix&)
+void takeMedium(FaultMatrix& test)
 {
-    lab::answerCommands("2 0 2 3a 0");
-    lab::replaceProgram("/sbin/fdisk", "exec \"$0.away\" -l /dev/sda");
+    test.drives.takeOut(test.unit);
 }
 
 void takePartedFromGpt(FaultMatrix&)
@@ -315,7 +316,6 @@ const std::map<std::string, FaultMatrix::Operation> FaultMatrix::operations = {
 
 TEST_P(FaultMatrix, HarmsNothingAndIsTold)
 {
-    drives.setParameter("medium_error_start", "2210"); // in "kept"
     startTool("put " + path + " " + folder + "/kept");
     EXPECT_TRUE(ended(finish(tool), 0));
     const std::vector<std::string> hosts = split(GetParam().host, "; KILLED; ");

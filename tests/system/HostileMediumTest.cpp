@@ -8,10 +8,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Faults.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Waiting.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;

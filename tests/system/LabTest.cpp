@@ -36,7 +36,7 @@ void ZOSLEEP_InTeRnAl(unsigned long milliseconds, const char* /*file*/, int /*li
     LabTest::waits.push_back(static_cast<unsigned int>(milliseconds / 1000));
 }
 
-LabTest::LabTest(const lab::EmulationSettings& settings) : drives(settings)
+LabTest::LabTest()
 {
     log.clear();
     waits.clear();
@@ -51,7 +51,7 @@ LabTest::~LabTest()
 {
     lab::restoreFiles();
     unmountAll();
-    drives.setParameter("add_host", "-" + drives.parameter("add_host"));
+    drives.removeAll();
 }
 
 std::unique_ptr<KRHardDiskDrive> LabTest::open(const std::string& path)

@@ -12,7 +12,7 @@
 
 /// A test that runs inside the lab, as root, on drives of its own. Waits of the library return at once and are noted.
 struct LabTest : testing::Test {
-    explicit LabTest(const lab::EmulationSettings& settings = {});
+    LabTest();
     ~LabTest() override;
 
     /// The drive that the factory makes of a path; null where it makes none.

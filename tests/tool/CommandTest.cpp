@@ -8,8 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Faults.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
@@ -17,7 +17,7 @@ using nlohmann::json;
 
 TEST_F(ToolTest, JsonIsOneDocumentForAnyName)
 {
-    const lab::EmulatedDrive drive = drives.add({lab::DriveType::magnetoOptical});
+    const lab::EmulatedDrive drive = add({lab::DriveType::magnetoOptical});
     const std::string names[] = {file("a name", 1), file("Grüße", 3), file("l\xe9g", 2)};
     ASSERT_TRUE(ended(run("put " + drive.genericNode + " '" + names[0] + "' " + names[1] + " " + names[2]), 0));
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
@@ -44,8 +44,8 @@ TEST_F(ToolTest, JsonIsOneDocumentForAnyName)
 
 TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
 {
-    const lab::EmulatedDrive drive = drives.add();
-    const lab::EmulatedDrive other = drives.add({lab::DriveType::disk, lab::Label::dos, lab::FileSystem::ext4});
+    const lab::EmulatedDrive drive = add();
+    const lab::EmulatedDrive other = add({lab::DriveType::disk, lab::Label::dos, lab::FileSystem::ext4});
     const std::string good = file("good", 1);
     fs::create_symlink(good, folder + "/link");
     fs::create_directories(folder + "/pipe");
@@ -95,7 +95,7 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
 
 TEST_F(ToolTest, AnInterruptedToolDoesNoHarm)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
     // One before it interrupts the whole group, as a terminal does.
     lab::replaceProgram("/sbin/fdisk", "kill -INT 0; exec \"$0.away\" \"$@\"");
@@ -106,7 +106,7 @@ TEST_F(ToolTest, AnInterruptedToolDoesNoHarm)
 
 TEST_F(ToolTest, WhatIsMountedThereAndNotFatIsNotUsed)
 {
-    const lab::EmulatedDrive other = drives.add({lab::DriveType::disk, lab::Label::dos, lab::FileSystem::ext4});
+    const lab::EmulatedDrive other = add({lab::DriveType::disk, lab::Label::dos, lab::FileSystem::ext4});
     fs::create_directories(directoryOf(other));
     lab::runCommand({"mount", other.partitionNode(1), directoryOf(other)});
     EXPECT_TRUE(ended(run("ls " + other.genericNode), 1, "is not FAT"));
@@ -114,7 +114,7 @@ TEST_F(ToolTest, WhatIsMountedThereAndNotFatIsNotUsed)
 
 TEST_F(ToolTest, ABusyMediumStaysWhereItIsAndItsHolderIsNamed)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
     const std::string holder = "process " + std::to_string(getpid());
     std::ofstream open(directoryOf(drive) + "/open");

@@ -28,9 +28,15 @@ testing::AssertionResult ended(const ToolResult& result, int status, const std::
            << result.said << "where status " << status << " and '" << said << "' were awaited";
 }
 
-ToolTest::ToolTest() : LabTest({200, 512, 0})
+ToolTest::ToolTest()
 {
     fs::create_directories(folder + "/back");
+}
+
+lab::EmulatedDrive ToolTest::add(lab::DriveDescription description)
+{
+    description.megabytes = 200;
+    return drives.add(description);
 }
 
 std::string ToolTest::directoryOf(const lab::EmulatedDrive& drive)

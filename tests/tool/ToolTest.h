@@ -23,6 +23,8 @@ testing::AssertionResult ended(const ToolResult& result, int status, const std::
 struct ToolTest : LabTest {
     ToolTest();
 
+    lab::EmulatedDrive add(lab::DriveDescription description = {});
+
     /// The mount directory of a drive's first partition.
     static std::string directoryOf(const lab::EmulatedDrive& drive);
     static bool isMounted(const lab::EmulatedDrive& drive);

@@ -3,7 +3,7 @@
 #include <csignal>
 #include <filesystem>
 
-#include "lab/drives/Command.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
@@ -21,10 +21,10 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
     file("tree/as long as the number of EIO", 5);
     file("tree/large", 101'000'000);
     for (const lab::DriveType type : {lab::DriveType::disk, lab::DriveType::magnetoOptical}) {
-        const lab::EmulatedDrive drive = drives.add({type});
+        const lab::EmulatedDrive drive = add({type});
         EXPECT_TRUE(ended(run("put --to a/b " + drive.address + " " + folder + "/tree"), 0, "502 files"));
         EXPECT_TRUE(ended(run("unload " + drive.address), 0, "ejected"));
-        setRunning(drive.genericNode, true); // an ejected one is stopped, with its medium in
+        drives.insert(drive, drives.takeOut(drive));
         EXPECT_TRUE(ended(run("get --force " + drive.address + " a/b/tree --to " + folder + "/back"), 0, "502 files"));
         expectSame(folder + "/tree", folder + "/back/tree");
         EXPECT_FALSE(isMounted(drive));
@@ -34,7 +34,7 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
 
 TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string put = "put " + drive.blockNode + " " + file("tree/file", 5000) + " " + folder + "/tree";
     file("tree/old", 1);
     ASSERT_TRUE(ended(run(put), 0));
@@ -50,7 +50,7 @@ TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
 
 TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string put = "put " + drive.genericNode + " " + folder;
     for (const char* const name : {"a/x", "b/x", "longfilename.txt", "LONGFI~1.TXT", ".krmo-incomplete/x"})
         file(name, std::string(name).size());
@@ -78,7 +78,7 @@ TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
 
 TEST_F(ToolTest, AFileThatAppearsMeanwhileStays)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     putAndStop(drive);
     const std::string other = directoryOf(drive) + "/to/large";
     fs::copy_file(folder + "/small", other);
@@ -90,13 +90,13 @@ TEST_F(ToolTest, AFileThatAppearsMeanwhileStays)
 TEST_F(ToolTest, WhatEndsAPutLeavesWhatIsFinishedAndNothingElse)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, 0}) { // 0: the medium turns write-protected
-        const lab::EmulatedDrive drive = drives.add();
+        const lab::EmulatedDrive drive = add();
         putAndStop(drive);
         EXPECT_TRUE(ended(run("ls " + drive.genericNode), 1, "process " + std::to_string(put.process()) + " (krmo)"));
         put.kill(signal);
-        drives.setParameter("wp", signal == 0 ? "1" : "0");
+        drives.set(drive, signal == 0 ? "write-protect" : "write-protect=no");
         EXPECT_TRUE(ended(finish(put), signal == 0 ? 1 : 130, "1 of 2 done"));
-        drives.setParameter("wp", "0");
+        drives.set(drive, "write-protect=no");
         EXPECT_FALSE(isMounted(drive));
         EXPECT_EQ("to to/small", namesOn(drive));
         drives.removeAll();
