@@ -1,4 +1,4 @@
-// `mount`, `unmount`, `put`, `get` and `ls`: what goes on with a mounted medium.
+// `put`, `get` and `ls`: what goes on with a mounted medium.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -139,24 +139,6 @@ std::vector<fs::path> listing(const std::string& path)
 }
 
 } // namespace
-
-void mountMedium(const Arguments& arguments, Output& output)
-{
-    Volume volume(reserveDrive(arguments.drive));
-    const bool mountedNow = volume.mount();
-    volume.openMounted();
-    output.remark((mountedNow ? "mounted on " : "was mounted on ") + volume.directory());
-}
-
-void unmountMedium(const Arguments& arguments, Output& output)
-{
-    Volume volume(reserveDrive(arguments.drive));
-    if (!volume.isMounted())
-        throw Failure(statusDeviceFailed, "nothing is mounted on " + volume.directory());
-    volume.flush();
-    volume.unmount();
-    output.remark("unmounted from " + volume.directory());
-}
 
 void putFiles(const Arguments& arguments, Output& output)
 {
