@@ -11,9 +11,9 @@
 #include <filesystem>
 
 #include "tool/Commands.h"
+#include "tool/MountedVolume.h"
 #include "tool/Text.h"
 #include "tool/Transfer.h"
-#include "tool/Volume.h"
 
 namespace tool {
 
@@ -153,8 +153,8 @@ void putFiles(const Arguments& arguments, Output& output)
     Progress progress(output.quiet());
     progress.expect(bytesOf(sources) * (arguments.verify ? 2 : 1));
 
-    Volume volume(drive);
-    MountedVolume medium(volume);
+    Volume volume(drive, MountedFor::thisProcess);
+    MountedVolume medium(volume, Access::writing);
     const std::string root = medium.root();
     const std::string staging = below(root, stagingName);
     medium.run([&] {
@@ -165,6 +165,7 @@ void putFiles(const Arguments& arguments, Output& output)
             .run(sources);
     });
     progress.clear();
+    medium.finish();
     output.remark("put " + copiedText(sources) + (arguments.verify ? ", compared" : ", not compared"));
 }
 
@@ -178,8 +179,8 @@ void getFiles(const Arguments& arguments, Output& output)
     std::vector<CopySource> sources;
     Progress progress(output.quiet());
 
-    Volume volume(drive);
-    MountedVolume medium(volume);
+    Volume volume(drive, MountedFor::thisProcess);
+    MountedVolume medium(volume, Access::reading);
     medium.run([&] {
         sources = planSources(wantedPaths(arguments.paths, medium.root()));
         progress.expect(bytesOf(sources));
@@ -189,6 +190,7 @@ void getFiles(const Arguments& arguments, Output& output)
             .run(sources);
     });
     progress.clear();
+    medium.finish();
     output.remark("got " + copiedText(sources));
 }
 
@@ -197,14 +199,15 @@ void listFiles(const Arguments& arguments, Output& output)
     const std::string path = pathOnMedium(arguments.paths.empty() ? "" : arguments.paths.front());
     ordered_json list = ordered_json::array();
     std::vector<std::string> names;
-    Volume volume(reserveDrive(arguments.drive));
-    MountedVolume medium(volume);
+    Volume volume(reserveDrive(arguments.drive), MountedFor::thisProcess);
+    MountedVolume medium(volume, Access::reading);
     medium.run([&] {
         for (const fs::path& file : listing(below(medium.root(), path))) {
             list.push_back(fileAsJson(file));
             names.push_back(file.filename());
         }
     });
+    medium.finish();
     if (output.json())
         return output.document({{"path", jsonText("/" + path)}, {"entries", list}});
     for (std::size_t i = 0; i < names.size(); ++i) {
