@@ -10,7 +10,7 @@
 #include "platform/KrException.h"
 #include "platform/UXScsi.h"
 #include "tool/Failure.h"
-#include "tool/Mounts.h"
+#include "tool/Holders.h"
 #include "tool/SystemDrives.h"
 #include "unix/KRUnixMODiskImpl.h"
 

@@ -21,6 +21,7 @@ void unmountMedium(const Arguments& arguments, Output& output)
         throw Failure(statusDeviceFailed, "nothing is mounted on " + volume.directory());
     volume.flush();
     volume.unmount();
+    volume.requireFree();
     output.remark("unmounted from " + volume.directory());
 }
 

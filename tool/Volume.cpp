@@ -14,7 +14,6 @@
 
 #include "tool/BootSector.h"
 #include "tool/LibraryLog.h"
-#include "tool/Mounts.h"
 #include "tool/SystemDrives.h"
 #include "unix/KRUnixMODiskImpl.h"
 

@@ -9,6 +9,7 @@
 #include "drive/KRHardDiskDrive.h"
 #include "tool/Descriptor.h"
 #include "tool/Drive.h"
+#include "tool/Holders.h"
 
 namespace tool {
 
@@ -63,6 +64,9 @@ public:
 
     /// @throws Failure, which names who keeps it, unless the medium is not mounted any more.
     void unmount();
+
+    /// @throws Failure, which names who it is, where somebody still has the partition mounted or keeps it otherwise.
+    void requireFree() const { openExclusively(_partition, _devices); }
 
 private:
     void noticeDirtyMark();
