@@ -50,6 +50,11 @@ std::vector<std::string> otherProcesses()
     return numbers;
 }
 
+Descriptor tryExclusively(const std::string& node)
+{
+    return Descriptor(open(node.c_str(), O_RDONLY | O_EXCL | O_NONBLOCK | O_CLOEXEC));
+}
+
 fs::path nameSpaceOf(const std::string& process)
 {
     std::error_code error;
@@ -79,6 +84,11 @@ std::vector<ForeignMount> foreignMounts(const std::set<dev_t>& devices)
     return found;
 }
 
+std::string foreignText(const ForeignMount& foreign)
+{
+    return mountText(foreign.mount) + " in the mount name space of " + processText(foreign.process);
+}
+
 std::string holdersOf(const std::set<dev_t>& devices)
 {
     std::string text;
@@ -87,13 +97,18 @@ std::string holdersOf(const std::set<dev_t>& devices)
             text += "\n" + processText(process) + " has it open";
     }
     for (const ForeignMount& foreign : foreignMounts(devices))
-        text += "\nmounted: " + mountText(foreign.mount) + " in the mount name space of " + processText(foreign.process);
+        text += "\nmounted: " + foreignText(foreign);
     return text;
+}
+
+bool isInUse(const std::string& node)
+{
+    return !tryExclusively(node).isOpen() && errno == EBUSY;
 }
 
 Descriptor openExclusively(const std::string& node, const std::set<dev_t>& devices)
 {
-    Descriptor descriptor(open(node.c_str(), O_RDONLY | O_EXCL | O_NONBLOCK | O_CLOEXEC));
+    Descriptor descriptor = tryExclusively(node);
     if (descriptor.isOpen())
         return descriptor;
     if (errno != EBUSY)

@@ -34,6 +34,7 @@ void addCommonOptions(CLI::App& app, CommandLine& line)
     app.add_option("--log", line.log, "appends the library's own lines to a file; -: standard error");
     app.add_flag("--verbose", line.verbose, "shows the library's own lines on standard error");
     app.add_flag("--quiet", line.output.quiet, "no progress and no remarks");
+    app.add_flag("--fixed", line.arguments.fixed, "fixed disks, too, which are refused otherwise");
 }
 
 CLI::App* addCommand(CLI::App& app, CommandLine& line, const char* name, const char* description,

@@ -142,7 +142,7 @@ std::vector<fs::path> listing(const std::string& path)
 
 void putFiles(const Arguments& arguments, Output& output)
 {
-    const Drive drive = reserveDrive(arguments.drive);
+    const Drive drive = reserveDrive(arguments.drive, arguments.fixed);
     const std::string folder = pathOnMedium(arguments.to);
     for (const fs::path& name : fs::path(folder))
         requireFatName(name);
@@ -171,7 +171,7 @@ void putFiles(const Arguments& arguments, Output& output)
 
 void getFiles(const Arguments& arguments, Output& output)
 {
-    const Drive drive = reserveDrive(arguments.drive);
+    const Drive drive = reserveDrive(arguments.drive, arguments.fixed);
     const Descriptor folder(open(arguments.to.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.isOpen())
         throw systemFailure(arguments.to, errno);
@@ -199,7 +199,7 @@ void listFiles(const Arguments& arguments, Output& output)
     const std::string path = pathOnMedium(arguments.paths.empty() ? "" : arguments.paths.front());
     ordered_json list = ordered_json::array();
     std::vector<std::string> names;
-    Volume volume(reserveDrive(arguments.drive), MountedFor::thisProcess);
+    Volume volume(reserveDrive(arguments.drive, arguments.fixed), MountedFor::thisProcess);
     MountedVolume medium(volume, Access::reading);
     medium.run([&] {
         for (const fs::path& file : listing(below(medium.root(), path))) {
@@ -209,7 +209,7 @@ void listFiles(const Arguments& arguments, Output& output)
     });
     medium.finish();
     if (output.json())
-        return output.document({{"path", jsonText("/" + path)}, {"entries", list}});
+        return output.document({{"path", jsonText("/" + path)}, {"warning", volume.warning()}, {"entries", list}});
     for (std::size_t i = 0; i < names.size(); ++i) {
         const ordered_json& entry = list[i];
         const std::string size = std::to_string(entry["bytes"].get<std::uint64_t>());

@@ -76,7 +76,7 @@ void tellOutcome(const Drive& drive, Output& output)
 
 void unloadMedium(const Arguments& arguments, Output& output)
 {
-    const Drive drive = reserveDrive(arguments.drive);
+    const Drive drive = reserveDrive(arguments.drive, arguments.fixed);
     unmountOurs(drive);
     const Descriptor node = openExclusively(drive.node, deviceNumbers(drive.node));
     eject(drive, node);
