@@ -311,6 +311,7 @@ TEST_F(MountTest, WhatIsOnAMediumWithoutAUsablePartitionIsTold)
         SCOPED_TRACE(one.said);
         const lab::EmulatedDrive drive =
             drives.add({lab::DriveType::disk, one.label, lab::FileSystem::vfat, one.partitions});
+        lab::runCommand({"blockdev", "--rereadpt", drive.blockNode});
         if (one.firstSector != nullptr)
             lab::overwriteSectors(drive.blockNode, 2048, 1,
                                   "printf '" + std::string(one.firstSector) + "'; cat /dev/zero");
