@@ -105,7 +105,7 @@ std::vector<Command> transfers()
     };
 }
 
-constexpr std::array<std::string_view, 5> common = {"--log", "--verbose", "--quiet", "--help", "--version"};
+constexpr std::array<std::string_view, 6> common = {"--fixed", "--log", "--verbose", "--quiet", "--help", "--version"};
 
 } // namespace
 
@@ -133,6 +133,8 @@ const std::vector<Option>& options()
          [](Line& line, const Value&) { line.arguments.force = true; }},
         {"--json", nullptr, "one JSON document on standard output",
          [](Line& line, const Value&) { line.output.json = true; }},
+        {"--fixed", nullptr, "fixed disks, too, which are refused otherwise",
+         [](Line& line, const Value&) { line.arguments.fixed = true; }},
         {"--log", "FILE", "append the library's own lines to a file; -: standard error",
          [](Line& line, const Value& value) { line.log = value; }},
         {"--verbose", nullptr, "show the library's own lines on standard error",

@@ -1,5 +1,6 @@
 #include "tool/Failure.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -7,6 +8,7 @@
 #include <iostream>
 #include <set>
 #include <sstream>
+#include <vector>
 
 #include "tool/Progress.h"
 #include "tool/Text.h"

@@ -1,20 +1,19 @@
 #include "tool/Mounts.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 
-namespace tool {
+#include "tool/Failure.h"
 
-namespace fs = std::filesystem;
+namespace tool {
 
 namespace {
 
@@ -37,9 +36,9 @@ Mount readMount(const std::string& line)
     std::string skipped;
     std::string device;
     Mount mount{};
-    words >> skipped >> skipped >> device >> skipped >> mount.directory;
-    while (words >> skipped && skipped != "-") {
-    }
+    words >> skipped >> skipped >> device >> skipped >> mount.directory >> mount.mountOptions;
+    while (words >> skipped && skipped != "-")
+        mount.received = mount.received || skipped.rfind("master:", 0) == 0;
     words >> skipped >> mount.source >> mount.options;
     unsigned int majorNumber = 0;
     unsigned int minorNumber = 0;
@@ -47,25 +46,6 @@ Mount readMount(const std::string& line)
     mount.device = makedev(majorNumber, minorNumber);
     mount.directory = unescaped(mount.directory);
     return mount;
-}
-
-bool leadsTo(const fs::path& link, const std::set<dev_t>& devices)
-{
-    struct statx file {};
-    if (statx(AT_FDCWD, link.c_str(), AT_STATX_DONT_SYNC, STATX_TYPE, &file) == -1) // a server may be away
-        return false;
-    return devices.count(makedev(file.stx_dev_major, file.stx_dev_minor)) != 0 ||
-           (S_ISBLK(file.stx_mode) && devices.count(makedev(file.stx_rdev_major, file.stx_rdev_minor)) != 0);
-}
-
-bool hasOpen(const fs::path& process, const std::set<dev_t>& devices)
-{
-    std::error_code error; // the process may end meanwhile
-    for (fs::directory_iterator entry(process / "fd", error); entry != end(entry); entry.increment(error)) {
-        if (leadsTo(entry->path(), devices))
-            return true;
-    }
-    return leadsTo(process / "cwd", devices) || leadsTo(process / "root", devices) || leadsTo(process / "exe", devices);
 }
 
 } // namespace
@@ -88,36 +68,21 @@ std::vector<Mount> mountsOf(const std::set<dev_t>& devices, const std::string& p
     return found;
 }
 
+bool hasOption(const std::string& options, const std::string& option)
+{
+    return ("," + options + ",").find("," + option + ",") != std::string::npos;
+}
+
+// A name space that is only unshared still gives what is mounted in it to others, where "/" is shared.
+void takeOwnMounts()
+{
+    if (unshare(CLONE_NEWNS) == -1 || mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) == -1)
+        throw systemFailure("mounts of its own", errno);
+}
+
 std::string mountText(const Mount& mount)
 {
     return mount.source + " on " + mount.directory;
-}
-
-std::string processText(const std::string& process)
-{
-    std::string name;
-    std::ifstream file("/proc/" + process + "/comm");
-    std::getline(file, name);
-    return "process " + process + (name.empty() ? "" : " (" + name + ")");
-}
-
-std::string holdersOf(const std::set<dev_t>& devices)
-{
-    std::string text;
-    std::error_code error;
-    std::set<fs::path> seenNameSpaces = {fs::read_symlink("/proc/self/ns/mnt", error)};
-    for (fs::directory_iterator entry("/proc", error); entry != end(entry); entry.increment(error)) {
-        const std::string process = entry->path().filename();
-        if (process.find_first_not_of("0123456789") != std::string::npos || process == std::to_string(getpid()))
-            continue;
-        if (hasOpen(entry->path(), devices))
-            text += "\n" + processText(process) + " has it open";
-        if (!seenNameSpaces.insert(fs::read_symlink(entry->path() / "ns/mnt", error)).second)
-            continue;
-        for (const Mount& mount : mountsOf(devices, process))
-            text += "\nmounted: " + mountText(mount) + " in the mount name space of " + processText(process);
-    }
-    return text;
 }
 
 } // namespace tool
