@@ -107,6 +107,8 @@ void requireNoLink(const std::filesystem::path& path)
 Volume::Volume(const Drive& drive, MountedFor whom)
     : _drive(drive), _whom(whom), _visibleRoot(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC))
 {
+    if (!_visibleRoot.isOpen())
+        throw systemFailure("/", errno);
     if (whom == MountedFor::thisProcess)
         takeOwnMounts(); // before the library looks: it unmounts what a disk without partitions has mounted
     _library = openByFactory(drive.name);
