@@ -1,4 +1,4 @@
-// `mount`, `unmount`, `put`, `get` and `ls`: what goes on with a mounted medium.
+// `put`, `get` and `ls`: what goes on with a mounted medium.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,9 +11,9 @@
 #include <filesystem>
 
 #include "tool/Commands.h"
+#include "tool/MountedVolume.h"
 #include "tool/Text.h"
 #include "tool/Transfer.h"
-#include "tool/Volume.h"
 
 namespace tool {
 
@@ -140,24 +140,6 @@ std::vector<fs::path> listing(const std::string& path)
 
 } // namespace
 
-void mountMedium(const Arguments& arguments, Output& output)
-{
-    Volume volume(reserveDrive(arguments.drive));
-    const bool mountedNow = volume.mount();
-    volume.openMounted();
-    output.remark((mountedNow ? "mounted on " : "was mounted on ") + volume.directory());
-}
-
-void unmountMedium(const Arguments& arguments, Output& output)
-{
-    Volume volume(reserveDrive(arguments.drive));
-    if (!volume.isMounted())
-        throw Failure(statusDeviceFailed, "nothing is mounted on " + volume.directory());
-    volume.flush();
-    volume.unmount();
-    output.remark("unmounted from " + volume.directory());
-}
-
 void putFiles(const Arguments& arguments, Output& output)
 {
     const Drive drive = reserveDrive(arguments.drive);
@@ -171,8 +153,8 @@ void putFiles(const Arguments& arguments, Output& output)
     Progress progress(output.quiet());
     progress.expect(bytesOf(sources) * (arguments.verify ? 2 : 1));
 
-    Volume volume(drive);
-    MountedVolume medium(volume);
+    Volume volume(drive, MountedFor::thisProcess);
+    MountedVolume medium(volume, Access::writing);
     const std::string root = medium.root();
     const std::string staging = below(root, stagingName);
     medium.run([&] {
@@ -183,6 +165,7 @@ void putFiles(const Arguments& arguments, Output& output)
             .run(sources);
     });
     progress.clear();
+    medium.finish();
     output.remark("put " + copiedText(sources) + (arguments.verify ? ", compared" : ", not compared"));
 }
 
@@ -196,8 +179,8 @@ void getFiles(const Arguments& arguments, Output& output)
     std::vector<CopySource> sources;
     Progress progress(output.quiet());
 
-    Volume volume(drive);
-    MountedVolume medium(volume);
+    Volume volume(drive, MountedFor::thisProcess);
+    MountedVolume medium(volume, Access::reading);
     medium.run([&] {
         sources = planSources(wantedPaths(arguments.paths, medium.root()));
         progress.expect(bytesOf(sources));
@@ -207,6 +190,7 @@ void getFiles(const Arguments& arguments, Output& output)
             .run(sources);
     });
     progress.clear();
+    medium.finish();
     output.remark("got " + copiedText(sources));
 }
 
@@ -215,14 +199,15 @@ void listFiles(const Arguments& arguments, Output& output)
     const std::string path = pathOnMedium(arguments.paths.empty() ? "" : arguments.paths.front());
     ordered_json list = ordered_json::array();
     std::vector<std::string> names;
-    Volume volume(reserveDrive(arguments.drive));
-    MountedVolume medium(volume);
+    Volume volume(reserveDrive(arguments.drive), MountedFor::thisProcess);
+    MountedVolume medium(volume, Access::reading);
     medium.run([&] {
         for (const fs::path& file : listing(below(medium.root(), path))) {
             list.push_back(fileAsJson(file));
             names.push_back(file.filename());
         }
     });
+    medium.finish();
     if (output.json())
         return output.document({{"path", jsonText("/" + path)}, {"entries", list}});
     for (std::size_t i = 0; i < names.size(); ++i) {

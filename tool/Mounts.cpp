@@ -1,16 +1,21 @@
 #include "tool/Mounts.h"
 
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
+
+#include "tool/Failure.h"
 
 namespace tool {
 
@@ -37,9 +42,9 @@ Mount readMount(const std::string& line)
     std::string skipped;
     std::string device;
     Mount mount{};
-    words >> skipped >> skipped >> device >> skipped >> mount.directory;
-    while (words >> skipped && skipped != "-") {
-    }
+    words >> skipped >> skipped >> device >> skipped >> mount.directory >> mount.mountOptions;
+    while (words >> skipped && skipped != "-")
+        mount.received = mount.received || skipped.rfind("master:", 0) == 0;
     words >> skipped >> mount.source >> mount.options;
     unsigned int majorNumber = 0;
     unsigned int minorNumber = 0;
@@ -86,6 +91,18 @@ std::vector<Mount> mountsOf(const std::set<dev_t>& devices, const std::string& p
     std::copy_if(all.begin(), all.end(), std::back_inserter(found),
                  [&devices](const Mount& mount) { return devices.count(mount.device) != 0; });
     return found;
+}
+
+bool hasOption(const std::string& options, const std::string& option)
+{
+    return ("," + options + ",").find("," + option + ",") != std::string::npos;
+}
+
+// A name space that is only unshared still gives what is mounted in it to others, where "/" is shared.
+void takeOwnMounts()
+{
+    if (unshare(CLONE_NEWNS) == -1 || mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) == -1)
+        throw systemFailure("mounts of its own", errno);
 }
 
 std::string mountText(const Mount& mount)

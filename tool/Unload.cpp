@@ -28,7 +28,7 @@ void unmountOurs(const Drive& drive)
     const std::vector<Mount> mounts = mountsOf(deviceNumbers(drive.node));
     if (std::none_of(mounts.begin(), mounts.end(), isOurs))
         return;
-    Volume volume(drive);
+    Volume volume(drive, MountedFor::everybody);
     volume.flush();
     volume.unmount();
 }

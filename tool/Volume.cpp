@@ -1,14 +1,18 @@
 #include "tool/Volume.h"
 
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <linux/magic.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 
+#include "tool/BootSector.h"
 #include "tool/LibraryLog.h"
 #include "tool/Mounts.h"
 #include "tool/SystemDrives.h"
@@ -38,11 +42,12 @@ Failure openFailure(const Drive& drive)
 }
 
 /// The library takes a disk's name for a prefix, and another disk's may begin with it.
-void requirePartitionOf(const Drive& drive, const std::set<dev_t>& devices)
+std::string requiredPartition(const Drive& drive, const std::set<dev_t>& devices)
 {
     const std::vector<PartInfo> partitions = KRUnixMODiskImpl::getPartDataByDiskName(drive.node);
     if (partitions.empty() || !isOneOf(partitions.front().partName, devices))
         throw Failure(statusDeviceFailed, "the first partition found is not one of " + drive.node);
+    return partitions.front().partName;
 }
 
 /// The device that is mounted on a directory; 0 without one.
@@ -69,6 +74,26 @@ void refuseForeignMount(const std::string& directory, const std::vector<Mount>& 
                                           directory + (cleared ? "; it is unmounted again" : ", where it still is"));
 }
 
+bool isOn(const Descriptor& file, const std::set<dev_t>& devices)
+{
+    struct stat status {};
+    return fstat(file.number(), &status) == 0 && devices.count(status.st_dev) != 0;
+}
+
+void requireFat(const Descriptor& root, const std::string& directory)
+{
+    struct statfs system {};
+    if (fstatfs(root.number(), &system) == -1 || system.f_type != MSDOS_SUPER_MAGIC)
+        throw Failure(statusDeviceFailed, "the file system on " + directory + " is not FAT");
+}
+
+/// What to do is the same, whoever noticed it.
+std::string damagedText(const std::string& partition, const std::string& sign)
+{
+    return "the file system on " + partition + " may be damaged: " + sign + "; unmount it and run fsck.fat " +
+           partition;
+}
+
 /// The mount would go where the link leads, and be found neither here nor by the library.
 void requireNoLink(const std::filesystem::path& path)
 {
@@ -78,14 +103,18 @@ void requireNoLink(const std::filesystem::path& path)
 
 } // namespace
 
-Volume::Volume(const Drive& drive) : _drive(drive), _library(openByFactory(drive.name))
+Volume::Volume(const Drive& drive, MountedFor whom)
+    : _drive(drive), _whom(whom), _visibleRoot(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC))
 {
+    if (whom == MountedFor::thisProcess)
+        takeOwnMounts(); // before the library looks: it unmounts what a disk without partitions has mounted
+    _library = openByFactory(drive.name);
     if (_library == nullptr)
         throw openFailure(drive);
     if (!_library->isValid())
         throw libraryFailure("volume of " + drive.name);
     _devices = deviceNumbers(drive.node);
-    requirePartitionOf(drive, _devices);
+    _partition = requiredPartition(drive, _devices);
     if (_library->getLogicalVolume(_directory) != 0)
         throw libraryFailure("logical drive", *_library);
     stopIfInterrupted();
@@ -93,20 +122,30 @@ Volume::Volume(const Drive& drive) : _drive(drive), _library(openByFactory(drive
 
 bool Volume::isMounted() const
 {
-    return _devices.count(deviceOn(_directory)) != 0;
+    const std::vector<Mount> mounts = mountsOf(_devices);
+    return std::any_of(mounts.begin(), mounts.end(), [this](const Mount& mount) {
+        return mount.directory == _directory && !(mount.received && _whom == MountedFor::thisProcess);
+    });
 }
 
 Descriptor Volume::openMounted() const
 {
-    Descriptor root(open(_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    struct stat folder {};
-    if (!root.isOpen() || fstat(root.number(), &folder) == -1)
+    Descriptor root(open(_directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!root.isOpen())
         throw systemFailure(_directory, errno);
-    if (!isMounted() || _devices.count(folder.st_dev) == 0)
+    if (!isMounted() || !isOn(root, _devices))
         throw Failure(statusDeviceFailed, "the medium is not mounted on " + _directory);
-    struct statfs system {};
-    if (fstatfs(root.number(), &system) == -1 || system.f_type != MSDOS_SUPER_MAGIC)
-        throw Failure(statusDeviceFailed, "the file system on " + _directory + " is not FAT");
+    requireFat(root, _directory);
+    return root;
+}
+
+Descriptor Volume::openVisible() const
+{
+    const std::string belowRoot = _directory.substr(1);
+    Descriptor root(openat(_visibleRoot.number(), belowRoot.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!root.isOpen() || !isOn(root, _devices))
+        return Descriptor();
+    requireFat(root, _directory);
     return root;
 }
 
@@ -117,21 +156,49 @@ bool Volume::mount()
     requirePresent(_drive);
     requireNoLink(_directory);
     requireNoLink(std::filesystem::path(_directory).parent_path());
+    noticeDirtyMark();
     const std::vector<Mount> before = mountTable();
     {
         const LibraryCall call;
         _library->mount();
     }
-    if (isMounted())
+    if (isMounted() || openVisible().isOpen())
         return true;
     refuseForeignMount(_library->getMountPath(), before);
     throw libraryFailure("not mounted", *_library);
+}
+
+// A file system that is mounted has the mark in any case, so one that is in use says nothing by it.
+void Volume::noticeDirtyMark()
+{
+    const std::optional<BootSector> unused = BootSector::of(_partition, O_EXCL);
+    if (_dirty || !unused || !unused->isFat() || !unused->isDirty())
+        return;
+    _dirty = true;
+    tell("krmo: ", "warning: " + damagedText(_partition, "it was not unmounted in order"));
+}
+
+// A mount that was asked to be read-only is so by its own options, too.
+void Volume::requireNoErrors() const
+{
+    for (const Mount& mount : mountsOf(_devices)) {
+        if (mount.directory == _directory && hasOption(mount.mountOptions, "rw") && hasOption(mount.options, "ro"))
+            throw Failure(statusDeviceFailed, damagedText(_partition, "the kernel made it read-only after an error"));
+    }
 }
 
 void Volume::flush() const
 {
     if (syncfs(openMounted().number()) == -1)
         throw systemFailure("flush to the medium", errno);
+}
+
+bool Volume::forget() const
+{
+    const Descriptor unused(open(_partition.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC));
+    const Descriptor node(open(_partition.c_str(), O_RDONLY | O_CLOEXEC));
+    posix_fadvise(node.number(), 0, 0, POSIX_FADV_DONTNEED);
+    return unused.isOpen() && ioctl(unused.number(), BLKFLSBUF) == 0;
 }
 
 void Volume::unmount()
@@ -147,38 +214,6 @@ void Volume::unmount()
         return;
     const Failure failure = libraryFailure("not unmounted", *_library);
     throw Failure(statusDeviceFailed, failure.what() + holdersOf(_devices));
-}
-
-// The destructor runs for what fails from here on.
-MountedVolume::MountedVolume(Volume& volume) : MountedVolume(volume, volume.mount())
-{
-    _root = volume.openMounted();
-}
-
-MountedVolume::~MountedVolume()
-{
-    try {
-        finish();
-    } catch (const std::exception& failure) {
-        tell("krmo: ", failure.what());
-    }
-}
-
-void MountedVolume::finish()
-{
-    _root.close();
-    if (!_mountedHere)
-        return;
-    _mountedHere = false;
-    _volume.unmount();
-}
-
-std::string MountedVolume::withDirectory(std::string text) const
-{
-    const std::string path = root();
-    for (std::size_t at = text.find(path); at != std::string::npos; at = text.find(path, at))
-        text.replace(at, path.size(), _volume.directory());
-    return text;
 }
 
 } // namespace tool

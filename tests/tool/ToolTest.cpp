@@ -38,6 +38,11 @@ std::string ToolTest::directoryOf(const lab::EmulatedDrive& drive)
     return drive.partitionNode(1).substr(4) + "/KRMT";
 }
 
+std::string ToolTest::directoryIn(const lab::SteppedProgram& tool, const lab::EmulatedDrive& drive)
+{
+    return "/proc/" + std::to_string(tool.process()) + "/root" + directoryOf(drive);
+}
+
 bool ToolTest::isMounted(const lab::EmulatedDrive& drive)
 {
     return mountOf(drive.partitionNode(1)) == directoryOf(drive);
@@ -60,5 +65,5 @@ void ToolTest::putAndStop(const lab::EmulatedDrive& drive)
     put.start("exec '" KRMO_TOOL "' put --verbose --to to " + drive.genericNode + " " + file("small", 10) + " " +
               large);
     put.runBehind("KRScsiMODiskDrive::writeFile()", 6);
-    ASSERT_TRUE(fs::exists(directoryOf(drive) + "/.krmo-incomplete/large"));
+    ASSERT_TRUE(fs::exists(directoryIn(put, drive) + "/.krmo-incomplete/large"));
 }

@@ -25,6 +25,9 @@ struct ToolTest : LabTest {
 
     /// The mount directory of a drive's first partition.
     static std::string directoryOf(const lab::EmulatedDrive& drive);
+
+    /// The same as a tool that runs sees it, in its own mounts.
+    static std::string directoryIn(const lab::SteppedProgram& tool, const lab::EmulatedDrive& drive);
     static bool isMounted(const lab::EmulatedDrive& drive);
 
     /// Makes a file below the machine's folder for this test. @return its path.

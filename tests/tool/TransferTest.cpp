@@ -80,7 +80,7 @@ TEST_F(ToolTest, AFileThatAppearsMeanwhileStays)
 {
     const lab::EmulatedDrive drive = drives.add();
     putAndStop(drive);
-    const std::string other = directoryOf(drive) + "/to/large";
+    const std::string other = directoryIn(put, drive) + "/to/large";
     fs::copy_file(folder + "/small", other);
     EXPECT_TRUE(ended(finish(put), 2, "large is there already"));
     ASSERT_TRUE(ended(run("get " + drive.genericNode + " to/large --to " + folder + "/back"), 0));
