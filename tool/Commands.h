@@ -16,6 +16,7 @@ struct Arguments {
     std::string to;
     bool force = false;
     bool verify = true;
+    bool skipExisting = false;
 };
 
 void listDrives(const Arguments& arguments, Output& output);

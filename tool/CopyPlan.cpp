@@ -27,10 +27,9 @@ std::string CopySource::pathOf(std::size_t index) const
 
 std::uint64_t CopySource::bytes() const
 {
-    return std::accumulate(entries.begin(), entries.end(), std::uint64_t{0},
-                           [](std::uint64_t sum, const CopyEntry& entry) {
-                               return sum + (isCopied(entry) ? entry.bytes : 0);
-                           });
+    return std::accumulate(
+        entries.begin(), entries.end(), std::uint64_t{0},
+        [](std::uint64_t sum, const CopyEntry& entry) { return sum + (isCopied(entry) ? entry.bytes : 0); });
 }
 
 std::size_t CopySource::files() const
@@ -43,6 +42,12 @@ std::size_t CopySource::files(CopyEntry::Place place) const
     return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), [place](const CopyEntry& entry) {
         return !entry.folder && entry.place == place;
     }));
+}
+
+std::uint64_t bytesOf(const std::vector<CopySource>& sources)
+{
+    return std::accumulate(sources.begin(), sources.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const CopySource& source) { return sum + source.bytes(); });
 }
 
 const Folder& EntryFolders::of(std::size_t index)

@@ -50,6 +50,8 @@ struct CopySource {
     std::size_t files(CopyEntry::Place place) const;
 };
 
+std::uint64_t bytesOf(const std::vector<CopySource>& sources);
+
 /// The folders that lead to the entries of a SOURCE, one descriptor a level, each opened in the one above it.
 class EntryFolders {
 public:

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tool/Failure.h"
+#include "tool/MountedVolume.h"
 #include "tool/Text.h"
 
 namespace tool {
@@ -55,6 +56,12 @@ bool leadsToStaging(const Folder& root, const std::string& name)
             return true;
     }
     return false;
+}
+
+std::uint64_t totalBytes(const Folder& folder)
+{
+    const struct statvfs space = spaceOf(folder);
+    return std::uint64_t{space.f_blocks} * space.f_frsize;
 }
 
 Destination::Destination(Folder folder) : _root(std::move(folder)) {}
@@ -128,7 +135,7 @@ std::string Destination::uniqueName() const
 {
     constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz012345";
     std::array<unsigned char, 6> random{};
-    if (getrandom(random.data(), random.size(), 0) != random.size())
+    if (getrandom(random.data(), random.size(), 0) == -1)
         throw systemFailure("random number", errno);
     std::string name = stagingNameOf(0) + ".";
     for (const unsigned char number : random)
@@ -148,7 +155,8 @@ std::string Destination::leftoverName() const
             if (number + 1 == mostStagings)
                 throw;
             if (name != _stagingName) // once
-                tell("krmo: ", name + ", which an earlier put left, can't be removed and is not used: " + failure.what());
+                tell("krmo: ",
+                     name + ", which an earlier put left, can't be removed and is not used: " + failure.what());
         }
     }
 }
@@ -170,6 +178,8 @@ void Destination::removeStaging()
 
 void Destination::withdraw()
 {
+    if (_root.number() == -1)
+        throw Failure(statusDeviceFailed, "the medium is not mounted any more");
     removeStaging();
     _folder = Folder(Descriptor());
     for (; !_newFolders.empty(); _newFolders.pop_back()) { // fails where a SOURCE is in it already

@@ -8,9 +8,12 @@
 #include "tool/CopyPlan.h"
 #include "tool/File.h"
 #include "tool/Folder.h"
-#include "tool/Volume.h"
+
+class KRScsiMODiskDrive;
 
 namespace tool {
+
+class MountedVolume;
 
 /// Name of the temporary folder in a medium's root. Where one that was left can't be removed, a number follows.
 constexpr const char* stagingName = ".krmo-incomplete";
@@ -20,6 +23,9 @@ bool isStagingName(const std::string& name);
 
 /// Whether a name in a medium's root leads to a temporary folder, by FAT's short names as well.
 bool leadsToStaging(const Folder& root, const std::string& name);
+
+/// The size of the file system that a folder lies on.
+std::uint64_t totalBytes(const Folder& folder);
 
 /// Where a transfer writes: a folder of the medium or of the machine, and beside it a temporary folder for what is not
 /// whole yet.

@@ -73,13 +73,14 @@ Place Existing::placeOf(const CopyEntry& entry, const struct stat& there) const
                                              : "something that is no folder has the name already");
     if (folder && (_rules.force || _rules.skipExisting))
         return Place::merged;
-    const bool same = static_cast<std::uint64_t>(there.st_size) == entry.bytes &&
-                      isSameTime(entry.modified, there.st_mtim);
+    const bool same =
+        static_cast<std::uint64_t>(there.st_size) == entry.bytes && isSameTime(entry.modified, there.st_mtim);
     if (!folder && _rules.skipExisting && same)
         return Place::skipped;
     if (!_rules.force)
-        throw Failure(statusWrongUse, _rules.skipExisting ? "is there already with another size or time; --force replaces it"
-                                                          : "is there already; --force replaces it");
+        throw Failure(statusWrongUse, _rules.skipExisting
+                                          ? "is there already with another size or time; --force replaces it"
+                                          : "is there already; --force replaces it");
     return Place::replaced;
 }
 

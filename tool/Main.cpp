@@ -88,20 +88,23 @@ void addTransfers(CLI::App& app, CommandLine& line)
         app, line, "put", "Copies files and folders onto the medium.", tool::putFiles,
         "Checks space and names first. Under a final name there is always a whole copy, flushed and compared with\n"
         "what is read back; an interrupt leaves the finished SOURCEs and nothing else. Symbolic links are refused;\n"
-        "times, owners and modes are not kept.\n"
+        "owners and modes are not kept.\n"
         "Mounts the medium for the time where it is not mounted.\n"
         "Example: krmo put /dev/sg1 /var/backup/monday --to backup");
     put->add_option("SOURCE", line.arguments.paths, "files and folders")->required();
     put->add_option("--to", line.arguments.to, "folder on the medium (its root); made where missing");
     put->add_flag("--no-verify", line.skipVerify, "do not read back and compare");
-    CLI::App* const get = addCommand(app, line, "get", "Copies files and folders from the medium.", tool::getFiles,
-                                     "Times, owners and modes are not kept.\n"
-                                     "Mounts the medium for the time where it is not mounted.\n"
-                                     "Example: krmo get /dev/sg1 backup/monday --to /var/restored");
+    put->add_flag("--skip-existing", line.arguments.skipExisting, "leave what is there with the same size and time");
+    CLI::App* const get =
+        addCommand(app, line, "get", "Copies files and folders from the medium.", tool::getFiles,
+                   "Times, owners and modes are not kept. What can not be read is named, and the rest is copied.\n"
+                   "Mounts the medium for the time where it is not mounted.\n"
+                   "Example: krmo get /dev/sg1 backup/monday --to /var/restored");
     get->add_option("PATH", line.arguments.paths, "on the medium; / is all of it")->required();
     get->add_option("--to", line.arguments.to, "a folder that exists")->required();
     for (CLI::App* const command : {put, get})
-        command->add_flag("--force", line.arguments.force, "replace what has the name already");
+        command->add_flag("--force", line.arguments.force,
+                          "replace files by files and merge folders; needs room for both copies");
 }
 
 void addAll(CLI::App& app, CommandLine& line)

@@ -12,6 +12,19 @@ class Problems {
 public:
     void add(const Failure& failure);
 
+    /// Adds what a step fails with. An interrupt is no problem but the end.
+    template <class Step>
+    void gather(Step step)
+    {
+        try {
+            step();
+        } catch (const Failure& failure) {
+            if (failure.status() == statusInterrupted)
+                throw;
+            add(failure);
+        }
+    }
+
     std::size_t number() const { return _number; }
 
     /// A line for each, as far as there is memory for them.

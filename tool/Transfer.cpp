@@ -92,6 +92,8 @@ void Transfer::run(std::vector<CopySource>& sources)
 {
     try {
         prepare(sources);
+        _progress.expect(bytesOf(sources) * (_rules.verify ? 2 : 1));
+        _begun = true;
         copyAll(sources);
         requireNames(sources);
     } catch (const std::exception& failure) {
@@ -142,14 +144,10 @@ void Transfer::requireStorableNames(const std::vector<CopySource>& sources)
             const std::string& name = source.entries[i].name;
             if (std::all_of(name.begin(), name.end(), [](char character) { return (character & 0x80) == 0; }))
                 continue;
-            try {
+            obstacles.gather([&] {
                 onFile(source, i, "", [&] { _destination.newFile(_destination.staging(), name); });
                 _destination.staging().remove(name);
-            } catch (const Failure& failure) {
-                if (failure.status() == statusInterrupted)
-                    throw;
-                obstacles.add(failure);
-            }
+            });
         }
     }
     _destination.removeStaging();
@@ -346,9 +344,10 @@ void Transfer::requireNames(const std::vector<CopySource>& sources)
         return;
     _comparedNames = _destination.renew();
     const Folder* const folder = _destination.folder();
+    _finished = 0;
+    if (folder == nullptr)
+        throw Failure(statusDeviceFailed, "what was copied is not there after a fresh mount");
     for (const CopySource& source : sources) {
-        if (folder == nullptr)
-            throw Failure(statusDeviceFailed, "what was copied is not there after a fresh mount");
         EntryFolders folders(source, *folder);
         for (std::size_t i = 0; i < source.entries.size(); ++i) {
             const CopyEntry& entry = source.entries[i];
@@ -359,6 +358,7 @@ void Transfer::requireNames(const std::vector<CopySource>& sources)
                     throw Failure(statusDeviceFailed, "is not there after a fresh mount");
             });
         }
+        ++_finished;
     }
 }
 
@@ -377,6 +377,8 @@ std::string Transfer::withdraw()
 std::string Transfer::undone(const std::vector<CopySource>& sources) const
 {
     constexpr std::size_t mostNamed = 1000;
+    if (!_begun)
+        return {};
     std::string text = "\n" + std::to_string(_finished) + " of " + std::to_string(sources.size()) + " done";
     for (std::size_t i = _finished; i < sources.size() && i < _finished + mostNamed; ++i)
         text += "\nnot done: " + sources[i].path;

@@ -19,7 +19,7 @@ struct TransferRules {
     bool skipExisting = false; ///< what is there with the same size and time is left, and folders are merged
     bool verify = false;       ///< what was written to a medium is read from it anew and compared
     bool keepTimes = false;
-    bool goOn = false;                    ///< what can't be read becomes a problem, and the rest is copied
+    bool goOn = false;                   ///< what can't be read becomes a problem, and the rest is copied
     KRScsiMODiskDrive* source = nullptr; ///< through which the SOURCEs are read; null: they are the machine's
 };
 
@@ -66,6 +66,7 @@ private:
     Progress& _progress;
     WriteBack _writeBack;
     std::vector<char> _buffer;
+    bool _begun = false;
     std::size_t _finished = 0;
     bool _comparedNames = false;
 };

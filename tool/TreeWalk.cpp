@@ -150,12 +150,14 @@ void TreeWalk::addBelow(const Folder& folder, std::uint32_t index, int level, co
 std::vector<std::string> TreeWalk::namesIn(const Folder& folder, const std::string& path)
 {
     std::vector<std::string> names;
-    folder.readNames([&](std::string_view name) {
-        const bool room = isRoomFor(name.size());
-        if (room)
-            names.emplace_back(name);
-        return room;
-    }, [&](const std::string& reason) { problem(statusDeviceFailed, path + ": " + reason); });
+    folder.readNames(
+        [&](std::string_view name) {
+            const bool room = isRoomFor(name.size());
+            if (room)
+                names.emplace_back(name);
+            return room;
+        },
+        [&](const std::string& reason) { problem(statusDeviceFailed, path + ": " + reason); });
     return names;
 }
 
@@ -217,14 +219,10 @@ std::vector<CopySource> planSources(const std::vector<std::string>& paths, Probl
     std::map<std::string, std::shared_ptr<const Folder>> folders;
     TreeWalk walk(TreeWalk::On::machine, problems);
     for (const std::string& path : paths) {
-        try {
+        problems.gather([&] {
             const Named named = resolve(path, folders);
             walk.add(sources, named.folder, named.name, path);
-        } catch (const Failure& failure) {
-            if (failure.status() == statusInterrupted)
-                throw;
-            problems.add(failure);
-        }
+        });
     }
     return sources;
 }

@@ -2,9 +2,9 @@
 
 #include <cstddef>
 #include <deque>
-#include <set>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,7 +55,7 @@ private:
 
     using Number = std::pair<dev_t, ino_t>;
     std::deque<std::pair<Number, Descriptor>> _held; ///< of one entry each of the folders walked last
-    std::set<Number> _numbers; ///< theirs
+    std::set<Number> _numbers;                       ///< theirs
 };
 
 /// The SOURCEs of a command line. Each path is resolved by the kernel up to its last name, once.

@@ -40,7 +40,8 @@ void WriteBack::awaitFirst()
     const Piece piece = std::move(_pieces.front());
     _pieces.pop_front();
     _bytes -= static_cast<std::uint64_t>(piece.bytes);
-    synchronize(piece.file.number(), piece.position, piece.bytes, SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WAIT_AFTER);
+    synchronize(piece.file.number(), piece.position, piece.bytes,
+                SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WAIT_AFTER);
 }
 
 void WriteBack::forget()
