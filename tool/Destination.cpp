@@ -124,10 +124,18 @@ void Destination::makeStaging()
     _root.makeFolder(_stagingName, forOwner);
     _staging = _root.folder(_stagingName);
     if (isOnMedium())
-        return;
+        return requireOutsideStaging();
     const struct stat own = _staging.status();
     if (own.st_uid != geteuid())
         throw Failure(statusDeviceFailed, "the temporary folder was exchanged for another one");
+}
+
+/// What is below it is removed in the end.
+void Destination::requireOutsideStaging() const
+{
+    const std::string first = _path.substr(0, _path.find('/'));
+    if (!first.empty() && leadsToStaging(_root, first))
+        throw Failure(statusWrongUse, first + " is the short name of the temporary folder");
 }
 
 /// Others may write there, and must not guess it.

@@ -72,6 +72,7 @@ public:
 
 private:
     const Folder* reach(bool make);
+    void requireOutsideStaging() const;
     std::string leftoverName() const;
     std::string uniqueName() const;
 

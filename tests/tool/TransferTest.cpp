@@ -32,20 +32,33 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
     }
 }
 
-TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
+TEST_F(ToolTest, ForceReplacesFilesMergesFoldersAndDeletesNothing)
 {
     const lab::EmulatedDrive drive = drives.add();
     const std::string put = "put " + drive.blockNode + " " + file("tree/file", 5000) + " " + folder + "/tree";
-    file("tree/old", 1);
+    file("tree/sub/old", 1);
     ASSERT_TRUE(ended(run(put), 0));
-    fs::remove(folder + "/tree/old");
     file("tree/file", 7);
+    fs::remove(folder + "/tree/sub/old");
+    file("tree/sub/new", 3);
     EXPECT_TRUE(ended(run(put), 2, "--force"));
     EXPECT_TRUE(ended(run(put + " --force"), 0));
-    EXPECT_EQ("file tree tree/file", namesOn(drive));
-    EXPECT_TRUE(ended(run("get " + drive.blockNode + " / --to " + folder + "/back"), 0));
-    expectSame(folder + "/tree", folder + "/back/tree");
+    EXPECT_EQ("file tree tree/file tree/sub tree/sub/new tree/sub/old", namesOn(drive));
+
+    file("back/tree/own", 2);
+    file("back/tree/sub/new", 9);
+    EXPECT_TRUE(ended(run("get " + drive.blockNode + " / --force --to " + folder + "/back"), 0));
+    EXPECT_TRUE(fs::exists(folder + "/back/tree/own") && fs::exists(folder + "/back/tree/sub/old"));
+    expectSame(folder + "/tree/sub/new", folder + "/back/tree/sub/new");
     expectSame(folder + "/tree/file", folder + "/back/file");
+
+    fs::remove_all(folder + "/tree/sub");
+    file("tree/sub", 4);
+    EXPECT_TRUE(ended(run(put + " --force"), 2, "a folder has the name already"));
+    fs::remove_all(folder + "/back/tree");
+    file("back/tree", 4);
+    EXPECT_TRUE(ended(run("get " + drive.blockNode + " tree --force --to " + folder + "/back"), 2, "is no folder"));
+    EXPECT_EQ("file tree tree/file tree/sub tree/sub/new tree/sub/old", namesOn(drive));
 }
 
 TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
