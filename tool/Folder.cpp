@@ -86,9 +86,13 @@ int Folder::openBelow(const std::string& path, int flags, mode_t mode) const
 Descriptor Folder::open(const std::string& path, int flags, mode_t mode) const
 {
     Descriptor descriptor(openBelow(path, flags, mode));
-    if (!descriptor.isOpen())
-        throw systemFailure("open", errno);
-    return descriptor;
+    if (descriptor.isOpen())
+        return descriptor;
+    const int error = errno;
+    struct stat file {};
+    if (fstatat(number(), path.c_str(), &file, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(file.st_mode))
+        throw Failure(statusDeviceFailed, "has become a symbolic link, which is not followed");
+    throw systemFailure("open", error);
 }
 
 Folder Folder::folder(const std::string& path) const
