@@ -55,14 +55,10 @@ void findObjectionsTo(const std::string& folder, Problems& obstacles)
     }
 }
 
-void addAllIn(const Folder& root, TreeWalk& walk, std::vector<CopySource>& sources, Problems& problems)
+void addAllIn(const Folder& root, TreeWalk& walk, std::vector<CopySource>& sources)
 {
-    std::vector<std::string> names;
-    root.readNames(
-        [&names](std::string_view name) { return names.emplace_back(name), true; },
-        [&problems](const std::string& reason) { problems.add(Failure(statusDeviceFailed, "/: " + reason)); });
     const auto folder = std::make_shared<const Folder>(Folder::ofDescriptor(root.number()));
-    for (const std::string& name : names) {
+    for (const std::string& name : walk.names(root, "")) {
         if (!isStagingName(name))
             walk.add(sources, folder, name, "/" + name);
     }
@@ -85,7 +81,7 @@ std::vector<CopySource> planPaths(const std::vector<std::string>& paths, const F
         const std::string onMedium = pathOnMedium(path);
         problems.gather([&] {
             if (onMedium.empty())
-                addAllIn(root, walk, sources, problems);
+                addAllIn(root, walk, sources);
             else
                 addPath(onMedium, root, walk, sources);
         });

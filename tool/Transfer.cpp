@@ -63,6 +63,19 @@ void onFile(const CopySource& source, std::size_t index, const char* before, Ste
     }
 }
 
+/// What is missing on the medium after it was written is no wrong name of the user's.
+template <class Step>
+void onMedium(Step step)
+{
+    try {
+        step();
+    } catch (const Failure& failure) {
+        if (failure.status() == statusInterrupted)
+            throw;
+        throw Failure(statusDeviceFailed, failure.what());
+    }
+}
+
 bool isTorn(const struct stat& before, const struct stat& after)
 {
     const auto differ = [](const timespec& one, const timespec& other) {
@@ -95,7 +108,7 @@ void Transfer::run(std::vector<CopySource>& sources)
         _progress.expect(bytesOf(sources) * (_rules.verify ? 2 : 1));
         _begun = true;
         copyAll(sources);
-        requireNames(sources);
+        onMedium([&] { requireNames(sources); });
     } catch (const std::exception& failure) {
         const auto* const own = dynamic_cast<const Failure*>(&failure);
         throw Failure(own != nullptr ? own->status() : statusDeviceFailed,
@@ -154,11 +167,13 @@ void Transfer::requireStorableNames(const std::vector<CopySource>& sources)
     obstacles.throwIfAny();
 }
 
-/// One by one, small SOURCEs would take a flush each; a large one must not keep those before it from their names.
+/// One by one, small SOURCEs would take a flush and a fresh mount each; a large one must not keep those before it from
+/// their names.
 void Transfer::copyAll(std::vector<CopySource>& sources)
 {
-    constexpr std::uint64_t groupBytes = 64 << 20;
-    for (std::size_t next = 0; next < sources.size();) {
+    constexpr std::uint64_t mostBytes = 1 << 30;
+    std::uint64_t groupBytes = 64 << 20;
+    for (std::size_t next = 0; next < sources.size(); groupBytes = std::min(2 * groupBytes, mostBytes)) {
         Group group;
         std::uint64_t bytes = 0;
         do {
@@ -181,7 +196,7 @@ void Transfer::runGroup(const Group& group)
     _progress.begin("flushing");
     _destination.flush();
     if (_rules.verify)
-        compareGroup(group);
+        onMedium([&] { compareGroup(group); });
     _destination.requireSameMedium();
     for (const CopySource* const source : group)
         publish(*source);

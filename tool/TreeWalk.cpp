@@ -137,8 +137,7 @@ void TreeWalk::addEntry(const Place& place, std::string name, const std::string&
 
 void TreeWalk::addBelow(const Folder& folder, std::uint32_t index, int level, const std::string& path)
 {
-    std::vector<std::string> names = namesIn(folder, path);
-    leaveOutDoubled(names, path);
+    std::vector<std::string> names = this->names(folder, path);
     if (_side == On::medium && isCrossed(folder, names))
         throw Failure(statusDeviceFailed, "holds the same as another folder, and is left empty");
     for (std::string& name : names) {
@@ -147,7 +146,7 @@ void TreeWalk::addBelow(const Folder& folder, std::uint32_t index, int level, co
     }
 }
 
-std::vector<std::string> TreeWalk::namesIn(const Folder& folder, const std::string& path)
+std::vector<std::string> TreeWalk::names(const Folder& folder, const std::string& path)
 {
     std::vector<std::string> names;
     folder.readNames(
@@ -158,6 +157,7 @@ std::vector<std::string> TreeWalk::namesIn(const Folder& folder, const std::stri
             return room;
         },
         [&](const std::string& reason) { problem(statusDeviceFailed, path + ": " + reason); });
+    leaveOutDoubled(names, path);
     return names;
 }
 

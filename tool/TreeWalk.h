@@ -31,6 +31,9 @@ public:
     void add(std::vector<CopySource>& sources, std::shared_ptr<const Folder> folder, const std::string& name,
              const std::string& path);
 
+    /// The names in a folder, without those that are there twice. @param path under which the folder is told of.
+    std::vector<std::string> names(const Folder& folder, const std::string& path);
+
 private:
     struct Place {
         const Folder& folder;
@@ -40,7 +43,6 @@ private:
 
     void addEntry(const Place& place, std::string name, const std::string& path);
     void addBelow(const Folder& folder, std::uint32_t index, int level, const std::string& path);
-    std::vector<std::string> namesIn(const Folder& folder, const std::string& path);
     void leaveOutDoubled(std::vector<std::string>& names, const std::string& path);
     bool isCrossed(const Folder& folder, const std::vector<std::string>& names);
     bool isRoomFor(std::size_t nameBytes);

@@ -89,14 +89,18 @@ TEST_F(AttackTest, ASourceThatChangesMeanwhileIsNotCalledCopied)
     }
 }
 
-// The tables are wiped when they were flushed and before they are read again: a drive that says it wrote them.
-TEST_F(AttackTest, AllocationTablesThatTheDriveLosesAreNoticed)
+// What was flushed is wiped before it is read again: a drive that says it wrote it. First what is compared, then what
+// came behind that.
+TEST_F(AttackTest, TablesAndNamesThatTheDriveLosesAreNoticed)
 {
-    const lab::EmulatedDrive drive = drives.add();
-    put.start("exec '" KRMO_TOOL "' put --verbose " + drive.genericNode + " " + file("tree/small", 10));
-    put.runBehind("Issuing unmount command", 1);
-    lab::overwriteSectors(drive.blockNode, 2052, 400, "cat /dev/zero");
-    EXPECT_TRUE(ended(finish(put), 1, "0 of 1 done"));
+    for (const int unmount : {1, 2}) {
+        const lab::EmulatedDrive drive = drives.add();
+        put.start("exec '" KRMO_TOOL "' put --verbose " + drive.genericNode + " " + file("small", 10));
+        put.runBehind("Issuing unmount command", unmount);
+        lab::overwriteSectors(drive.blockNode, 2052, 450, "cat /dev/zero");
+        EXPECT_TRUE(ended(finish(put), 1, "0 of 1 done")) << unmount;
+        drives.removeAll();
+    }
 }
 
 TEST_F(AttackTest, AKernelOrAFileSystemThatKnowsLessIsTold)

@@ -143,8 +143,8 @@ TEST_F(ToolTest, AnEarlierPutIsGoneOnWithByTimes)
 {
     const lab::EmulatedDrive drive = drives.add();
     const std::string put = "put " + drive.genericNode + " " + folder + "/tree --skip-existing";
-    lab::runCommand({"touch", "-d", "2001-02-03 04:05:07.9 UTC", file("tree/sub/same", 5), folder + "/tree/sub"});
     file("tree/sub/other", 5);
+    lab::runCommand({"touch", "-d", "2001-02-03 04:05:07.9 UTC", file("tree/sub/same", 5), folder + "/tree/sub"});
     EXPECT_TRUE(ended(run(put), 0, "put 2 files"));
     EXPECT_TRUE(ended(run("ls " + drive.genericNode + " tree/sub", "TZ=UTC"), 0, "2001-02-03T04:05:06+0000  same"));
     EXPECT_TRUE(ended(run("ls " + drive.genericNode + " tree", "TZ=UTC"), 0, "2001-02-03T04:05:06+0000  sub/"));
