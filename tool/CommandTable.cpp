@@ -86,16 +86,16 @@ std::vector<Command> transfers()
          "Copies files and folders onto the medium.",
          "Checks space and names first. Under a final name there is always a whole copy, flushed and compared with\n"
          "what is read back; an interrupt leaves the finished SOURCEs and nothing else. Symbolic links are refused;\n"
-         "times, owners and modes are not kept.\n"
+         "owners and modes are not kept.\n"
          "Mounts the medium for the time where it is not mounted.",
          {drive, {"SOURCE", Operand::onceOrMore, "files and folders", storePath}},
          {},
-         {"--to", "--no-verify", "--force"},
+         {"--to", "--no-verify", "--skip-existing", "--force"},
          "krmo put /dev/sg1 /var/backup/monday --to backup",
          putFiles},
         {"get",
          "Copies files and folders from the medium.",
-         "Times, owners and modes are not kept.\n"
+         "Times, owners and modes are not kept. What can not be read is named, and the rest is copied.\n"
          "Mounts the medium for the time where it is not mounted.",
          {drive, {"PATH", Operand::onceOrMore, "on the medium; / is all of it", storePath}},
          {"--to"},
@@ -129,7 +129,9 @@ const std::vector<Option>& options()
          [](Line& line, const Value& value) { line.arguments.to = value; }},
         {"--no-verify", nullptr, "do not read back and compare",
          [](Line& line, const Value&) { line.arguments.verify = false; }},
-        {"--force", nullptr, "replace what has the name already",
+        {"--skip-existing", nullptr, "leave what is there with the same size and time",
+         [](Line& line, const Value&) { line.arguments.skipExisting = true; }},
+        {"--force", nullptr, "replace files by files and merge folders; needs room for both copies",
          [](Line& line, const Value&) { line.arguments.force = true; }},
         {"--json", nullptr, "one JSON document on standard output",
          [](Line& line, const Value&) { line.output.json = true; }},

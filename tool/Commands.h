@@ -17,6 +17,7 @@ struct Arguments {
     bool force = false;
     bool fixed = false;
     bool verify = true;
+    bool skipExisting = false;
 };
 
 void listDrives(const Arguments& arguments, Output& output);

@@ -1,109 +1,98 @@
 #include "tool/CopyPlan.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <filesystem>
 #include <map>
 #include <numeric>
 
-#include "tool/Failure.h"
-#include "tool/Interrupts.h"
 #include "tool/Text.h"
 
 namespace tool {
 
-namespace fs = std::filesystem;
-
 namespace {
 
-void addEntry(CopySource& source, const std::string& path, const std::string& relative)
+bool isCopied(const CopyEntry& entry)
 {
-    struct stat file {};
-    if (lstat(path.c_str(), &file) == -1)
-        throw systemFailure(path, errno);
-    if (S_ISLNK(file.st_mode))
-        throw Failure(statusWrongUse, path + " is a symbolic link, which is not followed; name what it leads to");
-    if (!S_ISREG(file.st_mode) && !S_ISDIR(file.st_mode))
-        throw Failure(statusWrongUse, path + " is neither a file nor a folder");
-    const bool folder = S_ISDIR(file.st_mode);
-    source.entries.push_back({relative, folder, folder ? 0 : static_cast<std::uint64_t>(file.st_size)});
-    if (!folder)
-        return;
-    stopIfInterrupted();
-    for (const fs::directory_entry& entry : fs::directory_iterator(path))
-        addEntry(source, entry.path(), relative + "/" + entry.path().filename().string());
-}
-
-CopySource planSource(const std::string& path)
-{
-    CopySource source;
-    source.path = fs::absolute(path).lexically_normal();
-    if (source.path.size() > 1 && source.path.back() == '/')
-        source.path.pop_back();
-    source.name = fs::path(source.path).filename();
-    if (source.name.empty())
-        throw Failure(statusWrongUse, path + " has no name to copy it under");
-    addEntry(source, source.path, source.name);
-    return source;
-}
-
-std::string objectionTo(const std::string& name)
-{
-    constexpr std::size_t longest = 255;
-    const std::size_t special = name.find_first_of("\"*:<>?\\|");
-    if (std::any_of(name.begin(), name.end(), [](unsigned char character) { return character < ' '; }))
-        return "holds a control character";
-    if (special != std::string::npos)
-        return std::string("holds ") + name[special];
-    if (name.back() == '.' || name.back() == ' ')
-        return "ends with a dot or a blank";
-    return name.size() > longest ? "is too long" : "";
+    return !entry.folder && entry.place != CopyEntry::Place::skipped;
 }
 
 } // namespace
 
+std::string CopySource::pathOf(std::size_t index) const
+{
+    std::string below;
+    for (; index != 0; index = entries[index].parent)
+        below = "/" + entries[index].name + below;
+    return path + below;
+}
+
 std::uint64_t CopySource::bytes() const
 {
-    return std::accumulate(entries.begin(), entries.end(), std::uint64_t{0},
-                           [](std::uint64_t sum, const CopyEntry& entry) { return sum + entry.bytes; });
+    return std::accumulate(
+        entries.begin(), entries.end(), std::uint64_t{0},
+        [](std::uint64_t sum, const CopyEntry& entry) { return sum + (isCopied(entry) ? entry.bytes : 0); });
 }
 
 std::size_t CopySource::files() const
 {
-    return static_cast<std::size_t>(
-        std::count_if(entries.begin(), entries.end(), [](const CopyEntry& entry) { return !entry.folder; }));
+    return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), isCopied));
 }
 
-std::vector<CopySource> planSources(const std::vector<std::string>& paths)
+std::size_t CopySource::files(CopyEntry::Place place) const
 {
-    std::vector<CopySource> sources;
-    std::transform(paths.begin(), paths.end(), std::back_inserter(sources), planSource);
-    return sources;
+    return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), [place](const CopyEntry& entry) {
+        return !entry.folder && entry.place == place;
+    }));
 }
 
-void requireFatName(const std::string& path)
+std::uint64_t bytesOf(const std::vector<CopySource>& sources)
 {
-    const std::string objection = objectionTo(path.substr(path.rfind('/') + 1));
-    if (!objection.empty())
-        throw Failure(statusWrongUse, path + ": FAT can't hold the name: it " + objection);
+    return std::accumulate(sources.begin(), sources.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const CopySource& source) { return sum + source.bytes(); });
 }
 
-void requireFat(const std::vector<CopySource>& sources)
+const Folder& EntryFolders::of(std::size_t index)
+{
+    if (index == 0)
+        return _base;
+    const std::size_t parent = _source.entries[index].parent;
+    while (!_levels.empty() && _levels.back().index > parent) // what lies behind it in their order is not above it
+        _levels.pop_back();
+    if (_levels.empty() || _levels.back().index != parent) {
+        Folder folder = of(parent).folder(_source.entries[parent].name);
+        _levels.push_back({parent, std::move(folder)});
+    }
+    return _levels.back().folder;
+}
+
+std::string fatObjectionTo(const std::string& name)
+{
+    constexpr std::size_t longest = 255;
+    const std::size_t special = name.find_first_of("\"*:<>?\\|");
+    if (std::any_of(name.begin(), name.end(), [](unsigned char character) { return character < ' '; }))
+        return "FAT can't hold the name: it holds a control character";
+    if (special != std::string::npos)
+        return std::string("FAT can't hold the name: it holds ") + name[special];
+    if (name.back() == '.' || name.back() == ' ')
+        return "FAT can't hold the name: it ends with a dot or a blank";
+    return name.size() > longest ? "FAT can't hold the name: it is too long" : "";
+}
+
+void findFatObstacles(const std::vector<CopySource>& sources, Problems& obstacles)
 {
     constexpr std::uint64_t largestFile = 0xffffffff;
     std::map<std::string, std::string> seen;
+    const auto object = [&obstacles](const std::string& text) { obstacles.add(Failure(statusWrongUse, text)); };
     for (const CopySource& source : sources) {
-        for (const CopyEntry& entry : source.entries) {
-            const std::string path = source.pathOf(entry);
-            requireFatName(path);
-            if (entry.bytes > largestFile)
-                throw Failure(statusWrongUse, path + ": FAT can't hold files of 4 GiB and more");
-            const auto [other, isNew] = seen.emplace(folded(entry.path), path);
-            if (!isNew)
-                throw Failure(statusWrongUse, other->second + " and " + path + " have the same name on FAT");
+        for (std::size_t i = 0; i < source.entries.size(); ++i) {
+            const std::string objection = fatObjectionTo(source.entries[i].name);
+            if (!objection.empty())
+                object(source.pathOf(i) + ": " + objection);
+            if (source.entries[i].bytes > largestFile)
+                object(source.pathOf(i) + ": FAT can't hold files of 4 GiB and more");
         }
+        const auto [other, isNew] = seen.emplace(folded(source.name()), source.path);
+        if (!isNew)
+            object(other->second + " and " + source.path + " have the same name on FAT");
     }
 }
 
@@ -115,7 +104,9 @@ std::uint64_t bytesOnMedium(const std::vector<CopySource>& sources, std::uint64_
     std::uint64_t blocks = 2; // of the temporary folder, and of what becomes longer by the names
     for (const CopySource& source : sources) {
         for (const CopyEntry& entry : source.entries) {
-            names += directoryEntryBytes * (entry.name().size() / charactersInEntry + 2);
+            if (entry.place == CopyEntry::Place::skipped)
+                continue;
+            names += directoryEntryBytes * (entry.name.size() / charactersInEntry + 2);
             blocks += entry.folder ? 1 : (entry.bytes + blockBytes - 1) / blockBytes;
         }
     }

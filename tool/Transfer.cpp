@@ -1,36 +1,43 @@
 #include "tool/Transfer.h"
+#include "tool/Progress.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <set>
 #include <string_view>
 
-#include "drive/KRScsiMODiskDrive.h"
+#include "tool/Existing.h"
 #include "tool/Failure.h"
 #include "tool/Interrupts.h"
+#include "tool/Placing.h"
 #include "tool/Text.h"
 
 namespace tool {
 
-namespace fs = std::filesystem;
+using Place = CopyEntry::Place;
 
 namespace {
 
 constexpr std::size_t blockBytes = 1 << 20;
 
-bool isThere(const std::string& path)
+/// The SOURCE can't be read, while the destination may well be written.
+struct SourceFailure : Failure {
+    explicit SourceFailure(const Failure& failure) : Failure(failure) {}
+};
+
+template <class Step>
+auto onSource(Step step)
 {
-    struct stat file {};
-    return lstat(path.c_str(), &file) == 0;
+    try {
+        return step();
+    } catch (const Failure& failure) {
+        throw SourceFailure(failure);
+    }
 }
 
 std::uint64_t continuedSum(std::uint64_t sum, const char* block, std::size_t length)
@@ -39,161 +46,136 @@ std::uint64_t continuedSum(std::uint64_t sum, const char* block, std::size_t len
     return sum * prime + std::hash<std::string_view>()(std::string_view(block, length));
 }
 
+Failure withPath(const std::string& path, const Failure& failure)
+{
+    return {failure.status(), failure.status() == statusInterrupted ? failure.what() : path + ": " + failure.what()};
+}
+
 /// A failure tells the step; this adds the file.
 template <class Step>
-void onFile(const std::string& path, Step step)
+void onFile(const CopySource& source, std::size_t index, const char* before, Step step)
+{
+    stopIfInterrupted();
+    try {
+        step();
+    } catch (const SourceFailure& failure) {
+        throw SourceFailure(withPath(before + source.pathOf(index), failure));
+    } catch (const Failure& failure) {
+        throw withPath(before + source.pathOf(index), failure);
+    }
+}
+
+/// What is missing on the medium after it was written is no wrong name of the user's.
+template <class Step>
+void onMedium(Step step)
 {
     try {
         step();
     } catch (const Failure& failure) {
-        throw Failure(failure.status(), path + ": " + failure.what());
+        if (failure.status() == statusInterrupted)
+            throw;
+        throw Failure(statusDeviceFailed, failure.what());
     }
 }
 
-Failure thereAlready(const fs::path& path)
+bool isTorn(const struct stat& before, const struct stat& after)
 {
-    return {statusWrongUse, path.filename().string() + " is there already; --force replaces it"};
+    const auto differ = [](const timespec& one, const timespec& other) {
+        return one.tv_sec != other.tv_sec || one.tv_nsec != other.tv_nsec;
+    };
+    return before.st_size != after.st_size || differ(before.st_mtim, after.st_mtim) ||
+           differ(before.st_ctim, after.st_ctim) || !isSame(before, after);
 }
 
-/// By its FAT short name a file is found under a name that is not its own, and must not be replaced.
-void requireOwnName(const fs::path& path)
+/// @param number whether the file system gives a file the same number at any time; FAT makes numbers up.
+void requirePlanned(const CopyEntry& entry, const struct stat& file, bool number)
 {
-    const std::string name = folded(path.filename().string());
-    const fs::directory_iterator entries(path.parent_path());
-    if (isThere(path) && std::none_of(begin(entries), end(entries), [&name](const fs::directory_entry& entry) {
-            return folded(entry.path().filename().string()) == name;
-        }))
-        throw Failure(statusWrongUse, path.filename().string() + " is the short name of another file");
-}
-
-/// Gives a new file or folder its name, unless that is taken.
-void name(const std::string& fresh, const std::string& final)
-{
-    if (renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, final.c_str(), RENAME_NOREPLACE) == 0)
-        return;
-    if (errno == EEXIST || isThere(final))
-        throw thereAlready(final);
-    if (errno != EINVAL || std::rename(fresh.c_str(), final.c_str()) == -1)
-        throw systemFailure(final, errno);
-}
-
-/// What has the name already changes places with the new one: there is no moment without a whole one. Where a file
-/// system can't do that, a file still takes the place of a file.
-void replace(const std::string& fresh, const std::string& final)
-{
-    requireOwnName(final);
-    if (isThere(final) && renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, final.c_str(), RENAME_EXCHANGE) == 0)
-        return;
-    if (std::rename(fresh.c_str(), final.c_str()) == -1)
-        throw systemFailure(final, errno);
-}
-
-/// A short name may lead into the temporary folder as well, which is removed in the end.
-void requireOutside(const fs::path& staging, const fs::path& destination)
-{
-    std::error_code error;
-    for (fs::path folder = destination; folder.has_relative_path(); folder = folder.parent_path()) {
-        if (fs::equivalent(folder, staging, error))
-            throw Failure(statusWrongUse, folder.filename().string() + " is the short name of the temporary folder");
-    }
-}
-
-/// What is copied gets files of its own: two names may lead to one, and which do is up to the file system.
-void requireFresh(const std::string& path)
-{
-    if (isThere(path))
-        throw Failure(statusWrongUse, "has the same name as another one there");
+    if (number && (file.st_dev != entry.device || file.st_ino != entry.number))
+        throw Failure(statusDeviceFailed, "was exchanged for another file meanwhile");
+    if (static_cast<std::uint64_t>(file.st_size) != entry.bytes)
+        throw Failure(statusDeviceFailed, "has another size than before");
 }
 
 } // namespace
 
-Transfer::Transfer(const TransferTarget& target, Progress& progress)
-    : _target(target), _progress(progress), _buffer(blockBytes)
+Transfer::Transfer(Destination& destination, const TransferRules& rules, Problems& problems, Progress& progress)
+    : _destination(destination), _rules(rules), _problems(problems), _progress(progress), _buffer(blockBytes)
 {
 }
 
 void Transfer::run(std::vector<CopySource>& sources)
 {
     try {
-        requireFreeNames(sources);
-        requireSpace(sources);
-        requireStorableNames(sources);
+        prepare(sources);
+        _progress.expect(bytesOf(sources) * (_rules.verify ? 2 : 1));
+        _begun = true;
         copyAll(sources);
+        onMedium([&] { requireNames(sources); });
     } catch (const std::exception& failure) {
         const auto* const own = dynamic_cast<const Failure*>(&failure);
         throw Failure(own != nullptr ? own->status() : statusDeviceFailed,
-                      failure.what() + withdraw() + "\n" + std::to_string(_finished) + " of " +
-                          std::to_string(sources.size()) + " done");
+                      failure.what() + withdraw() + undone(sources));
     }
 }
 
-void Transfer::requireFreeNames(const std::vector<CopySource>& sources) const
+/// All that can be known before anything is written.
+void Transfer::prepare(std::vector<CopySource>& sources)
 {
-    fs::path folder = _target.folder;
-    while (!isThere(folder))
-        folder = folder.parent_path();
-    if (!fs::is_directory(folder))
-        throw Failure(statusWrongUse, folder.string() + " is not a folder");
+    Problems obstacles;
     std::set<std::string> names;
-    for (const CopySource& source : sources) {
-        const std::string path = _target.folder + "/" + source.name;
-        if (!names.insert(source.name).second)
-            throw Failure(statusWrongUse, "two are named " + source.name);
-        if (!isThere(path))
-            continue;
-        if (!_target.force)
-            throw thereAlready(path);
-        requireOwnName(path);
+    Existing existing({_rules.force, _rules.skipExisting}, obstacles);
+    const Folder* const folder = _destination.folder();
+    for (CopySource& source : sources) {
+        if (!names.insert(source.name()).second)
+            obstacles.add(Failure(statusWrongUse, "two are named " + source.name()));
+        if (folder != nullptr)
+            existing.settle(source, *folder);
     }
+    obstacles.throwIfAny();
+    requireSpace(sources);
+    if (_destination.isOnMedium())
+        requireStorableNames(sources);
 }
 
 void Transfer::requireSpace(const std::vector<CopySource>& sources) const
 {
-    struct statvfs space {};
-    if (fstatvfs(_target.root, &space) == -1)
-        throw systemFailure(_target.folder, errno);
-    const std::uint64_t needed = bytesOnMedium(sources, space.f_frsize);
-    if (needed > _target.available)
-        throw Failure(statusDeviceFailed, "too little space: " + sizeText(needed) + " needed, " +
-                                              sizeText(_target.available) + " available");
+    const std::uint64_t needed = bytesOnMedium(sources, _destination.blockBytes());
+    const std::uint64_t available = _destination.availableBytes();
+    if (needed > available)
+        throw Failure(statusDeviceFailed, "too little space: " + sizeText(needed) + " needed, " + sizeText(available) +
+                                              " available" +
+                                              (_rules.force ? "; what is replaced stays until the copy is whole" : ""));
 }
 
 /// Whether a name beyond ASCII can be stored is up to the mount's character set; the kernel is asked before any data
 /// are written.
 void Transfer::requireStorableNames(const std::vector<CopySource>& sources)
 {
-    std::set<std::string> names;
+    Problems obstacles;
+    _destination.requireSameMedium();
+    _destination.makeStaging();
     for (const CopySource& source : sources) {
-        for (const CopyEntry& entry : source.entries)
-            names.insert(entry.name());
+        for (std::size_t i = 0; i < source.entries.size(); ++i) {
+            const std::string& name = source.entries[i].name;
+            if (std::all_of(name.begin(), name.end(), [](char character) { return (character & 0x80) == 0; }))
+                continue;
+            obstacles.gather([&] {
+                onFile(source, i, "", [&] { _destination.newFile(_destination.staging(), name); });
+                _destination.staging().remove(name);
+            });
+        }
     }
-    makeStaging();
-    requireOutside(_staging, _target.folder);
-    for (const std::string& name : names) {
-        if (std::all_of(name.begin(), name.end(), [](char character) { return (character & 0x80) == 0; }))
-            continue;
-        const std::string path = _staging + "/" + name;
-        onFile(name, [&] { File(_target.drive, path, File::writing); });
-        unlink(path.c_str());
-    }
-    fs::remove_all(_staging);
+    _destination.removeStaging();
+    obstacles.throwIfAny();
 }
 
-/// Before each group, after which it is removed: a medium that turns write-protected later keeps none.
-void Transfer::makeStaging()
-{
-    _staging = _target.staging;
-    if (_staging.back() != 'X')
-        makeFolder(_target.drive, _staging);
-    else if (mkdtemp(_staging.data()) == nullptr)
-        throw systemFailure(_staging, errno);
-}
-
-/// One by one, small SOURCEs would take a flush each; a large one must not keep those before it from their names.
+/// One by one, small SOURCEs would take a flush and a fresh mount each; a large one must not keep those before it from
+/// their names.
 void Transfer::copyAll(std::vector<CopySource>& sources)
 {
-    constexpr std::uint64_t groupBytes = 64 << 20;
-    for (std::size_t next = 0; next < sources.size();) {
+    constexpr std::uint64_t mostBytes = 1 << 30;
+    std::uint64_t groupBytes = 64 << 20;
+    for (std::size_t next = 0; next < sources.size(); groupBytes = std::min(2 * groupBytes, mostBytes)) {
         Group group;
         std::uint64_t bytes = 0;
         do {
@@ -204,40 +186,87 @@ void Transfer::copyAll(std::vector<CopySource>& sources)
     }
 }
 
+/// The temporary folder is made for each: a medium that turns write-protected between two keeps none.
 void Transfer::runGroup(const Group& group)
 {
-    makeStaging();
+    _destination.requireSameMedium();
+    _destination.makeStaging();
     _progress.begin("writing");
     for (CopySource* const source : group)
         copy(*source);
+    _writeBack.forget();
     _progress.begin("flushing");
-    flush();
-    if (_target.verify)
-        _progress.begin("comparing");
-    for (const CopySource* const source : group) {
-        if (_target.verify)
-            compare(*source);
-    }
+    _destination.flush();
+    if (_rules.verify)
+        onMedium([&] { compareGroup(group); });
+    _destination.requireSameMedium();
     for (const CopySource* const source : group)
         publish(*source);
-    fs::remove_all(_staging);
-    flush();
+    _destination.flush(); // before what was replaced goes
+    _destination.removeStaging();
+    _destination.flush();
 }
 
 void Transfer::copy(CopySource& source)
 {
-    for (CopyEntry& entry : source.entries) {
-        const std::string path = source.pathOf(entry);
-        const std::string destination = _staging + "/" + entry.path;
-        stopIfInterrupted();
-        onFile(path, [&] {
-            requireFresh(destination);
-            if (entry.folder)
-                makeFolder(_target.drive, destination);
-            else
-                copyFile(path, destination, entry);
-        });
+    EntryFolders from(source, *source.folder);
+    EntryFolders to(source, _destination.staging());
+    for (std::size_t i = 0; i < source.entries.size(); ++i) {
+        if (source.entries[i].place == Place::skipped)
+            continue;
+        try {
+            onFile(source, i, "", [&] { copyEntry(source, i, from, to); });
+        } catch (const SourceFailure& failure) {
+            if (!_rules.goOn)
+                throw;
+            source.entries[i].place = Place::skipped;
+            _problems.add(failure);
+        }
     }
+    if (_rules.keepTimes)
+        keepFolderTimes(source);
+}
+
+void Transfer::copyEntry(CopySource& source, std::size_t index, EntryFolders& from, EntryFolders& to)
+{
+    constexpr mode_t forAll = 0777; // under the umask
+    CopyEntry& entry = source.entries[index];
+    const Folder& folder = to.of(index);
+    if (entry.folder) {
+        if (folder.look(entry.name))
+            throw Failure(statusWrongUse, "has the same name as another one there");
+        return folder.makeFolder(entry.name, forAll);
+    }
+    File file = onSource([&] { return File::reading(from.of(index), entry.name, _rules.source); });
+    try {
+        copyFile(file, folder, entry);
+    } catch (const SourceFailure&) {
+        folder.remove(entry.name);
+        throw;
+    }
+}
+
+void Transfer::copyFile(File& source, const Folder& folder, CopyEntry& entry)
+{
+    const struct stat before = onSource([&] { return source.status(); });
+    onSource([&] { requirePlanned(entry, before, _rules.source == nullptr); });
+    entry.modified = before.st_mtim;
+    File target = _destination.newFile(folder, entry.name);
+    std::uint64_t done = 0;
+    forEachBlock(source, entry.bytes, [&](std::size_t count) {
+        target.write(_buffer.data(), count);
+        _writeBack.wrote(target, done, count);
+        done += count;
+        if (_rules.verify)
+            entry.sum = continuedSum(entry.sum, _buffer.data(), count);
+    });
+    onSource([&] {
+        if (isTorn(before, source.status()))
+            throw Failure(statusDeviceFailed, "changed while it was copied");
+    });
+    if (_rules.keepTimes)
+        target.setModified(entry.modified);
+    target.open();
 }
 
 template <class Consume>
@@ -247,10 +276,11 @@ void Transfer::forEachBlock(File& file, std::uint64_t bytes, Consume consume)
     for (bool atEnd = false; !atEnd;) {
         const std::uint64_t left = bytes - done;
         const std::size_t length = std::min<std::uint64_t>(blockBytes, left + 1); // one more tells of a longer file
-        const std::size_t count = file.read(_buffer.data(), length);
+        const std::size_t count = onSource([&] { return file.read(_buffer.data(), length); });
         if (count > left || (count == 0 && left > 0))
-            throw Failure(statusDeviceFailed, "has another size than before");
-        consume(count);
+            throw SourceFailure(Failure(statusDeviceFailed, "has another size than before"));
+        if (count > 0)
+            consume(count);
         done += count;
         atEnd = done == bytes && count < length;
         _progress.advance(count);
@@ -259,68 +289,117 @@ void Transfer::forEachBlock(File& file, std::uint64_t bytes, Consume consume)
     }
 }
 
-void Transfer::copyFile(const std::string& origin, const std::string& destination, CopyEntry& entry)
+/// What is made in a folder changes its time; so this comes last, and the innermost first.
+void Transfer::keepFolderTimes(const CopySource& source)
 {
-    File source(_target.drive, origin, File::reading);
-    File target(_target.drive, destination, File::writing);
-    forEachBlock(source, entry.bytes, [&](std::size_t count) {
-        target.write(_buffer.data(), count);
-        if (_target.verify)
-            entry.sum = continuedSum(entry.sum, _buffer.data(), count);
-    });
+    EntryFolders folders(source, _destination.staging());
+    for (std::size_t i = source.entries.size(); i-- > 0;) {
+        const CopyEntry& entry = source.entries[i];
+        if (!entry.folder)
+            continue;
+        const std::array<timespec, 2> times = {timespec{0, UTIME_OMIT}, entry.modified};
+        if (utimensat(folders.of(i).number(), entry.name.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) == -1)
+            throw systemFailure(source.pathOf(i), errno);
+    }
+}
+
+void Transfer::compareGroup(const Group& group)
+{
+    _progress.begin("comparing");
+    _comparedNames = _destination.renew();
+    for (const CopySource* const source : group)
+        compare(*source);
 }
 
 void Transfer::compare(const CopySource& source)
 {
-    for (const CopyEntry& entry : source.entries) {
-        if (entry.folder)
-            continue;
-        stopIfInterrupted();
-        onFile("copy of " + source.pathOf(entry), [&] {
-            File file(_target.drive, _staging + "/" + entry.path, File::reading);
-            file.dropCache();
-            std::uint64_t sum = 0;
-            forEachBlock(file, entry.bytes, [&](std::size_t count) { sum = continuedSum(sum, _buffer.data(), count); });
-            if (sum != entry.sum)
-                throw Failure(statusDeviceFailed, "what is read back differs from what was written");
-        });
+    EntryFolders folders(source, _destination.staging());
+    for (std::size_t i = 0; i < source.entries.size(); ++i) {
+        const CopyEntry& entry = source.entries[i];
+        if (entry.place != Place::skipped)
+            onFile(source, i, "copy of ", [&] {
+                if (entry.folder)
+                    folders.of(i).folder(entry.name);
+                else
+                    compareFile(folders.of(i), entry);
+            });
     }
 }
 
+void Transfer::compareFile(const Folder& folder, const CopyEntry& entry)
+{
+    File file = _destination.reading(folder, entry.name);
+    if (!isSameTime(entry.modified, file.status().st_mtim))
+        throw Failure(statusDeviceFailed, "the time read back differs from what was written");
+    file.dropCache();
+    std::uint64_t sum = 0;
+    forEachBlock(file, entry.bytes, [&](std::size_t count) { sum = continuedSum(sum, _buffer.data(), count); });
+    if (sum != entry.sum)
+        throw Failure(statusDeviceFailed, "what is read back differs from what was written");
+}
+
+/// A folder that is fresh takes all that it holds with it.
 void Transfer::publish(const CopySource& source)
 {
     stopIfInterrupted();
-    makeDestination();
-    (_target.force ? replace : name)(_staging + "/" + source.name, _target.folder + "/" + source.name);
+    EntryFolders staged(source, _destination.staging());
+    EntryFolders final(source, _destination.made());
+    for (std::size_t i = 0; i < source.entries.size(); ++i) {
+        const CopyEntry& entry = source.entries[i];
+        const bool moved = i != 0 && source.entries[entry.parent].place != Place::merged;
+        if (moved || entry.place == Place::skipped || entry.place == Place::merged)
+            continue;
+        (entry.place == Place::replaced ? replaceFile : place)(staged.of(i), final.of(i), entry.name);
+    }
     ++_finished;
 }
 
-void Transfer::makeDestination()
+/// The drive may have lost what came behind the comparison: the final names.
+void Transfer::requireNames(const std::vector<CopySource>& sources)
 {
-    if (isThere(_target.folder))
+    if (!_comparedNames || _finished == 0)
         return;
-    for (fs::path folder = _target.folder; !isThere(folder); folder = folder.parent_path())
-        _newFolders.push_back(folder);
-    makeFolder(_target.drive, _target.folder);
-}
-
-void Transfer::flush() const
-{
-    if (syncfs(_target.root) == -1)
-        throw systemFailure("flush", errno);
+    _comparedNames = _destination.renew();
+    const Folder* const folder = _destination.folder();
+    _finished = 0;
+    if (folder == nullptr)
+        throw Failure(statusDeviceFailed, "what was copied is not there after a fresh mount");
+    for (const CopySource& source : sources) {
+        EntryFolders folders(source, *folder);
+        for (std::size_t i = 0; i < source.entries.size(); ++i) {
+            const CopyEntry& entry = source.entries[i];
+            onFile(source, i, "copy of ", [&] {
+                const auto found = folders.of(i).look(entry.name);
+                if (!found || S_ISDIR(found->st_mode) != entry.folder ||
+                    (!entry.folder && static_cast<std::uint64_t>(found->st_size) != entry.bytes))
+                    throw Failure(statusDeviceFailed, "is not there after a fresh mount");
+            });
+        }
+        ++_finished;
+    }
 }
 
 /// Takes back what was begun. @return what to add to the text of the failure that ends the transfer.
 std::string Transfer::withdraw()
 {
+    _writeBack.forget();
     try {
-        fs::remove_all(_staging);
-        for (const std::string& folder : _newFolders)
-            rmdir(folder.c_str()); // fails where a SOURCE is in it already
+        _destination.withdraw();
     } catch (const std::exception& failure) {
         return std::string("\nwhat was begun could not be removed: ") + failure.what();
     }
     return {};
+}
+
+std::string Transfer::undone(const std::vector<CopySource>& sources) const
+{
+    constexpr std::size_t mostNamed = 1000;
+    if (!_begun)
+        return {};
+    std::string text = "\n" + std::to_string(_finished) + " of " + std::to_string(sources.size()) + " done";
+    for (std::size_t i = _finished; i < sources.size() && i < _finished + mostNamed; ++i)
+        text += "\nnot done: " + sources[i].path;
+    return text;
 }
 
 } // namespace tool

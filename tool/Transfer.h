@@ -4,20 +4,24 @@
 #include <vector>
 
 #include "tool/CopyPlan.h"
-#include "tool/Files.h"
+#include "tool/Destination.h"
+#include "tool/Output.h"
+#include "tool/Problems.h"
 #include "tool/Progress.h"
+#include "tool/WriteBack.h"
+
+class KRScsiMODiskDrive;
 
 namespace tool {
 
-/// Where and how a transfer writes.
-struct TransferTarget {
-    KRScsiMODiskDrive& drive; ///< through which files are read and written
-    int root;                 ///< a descriptor on the file system that is written to
-    std::string staging;      ///< the temporary folder, on the same file system; "XXXXXX" at its end becomes unique
-    std::string folder;       ///< the destination, made when the first SOURCE is ready
-    std::uint64_t available;  ///< bytes
-    bool verify;              ///< read everything back and compare
-    bool force;               ///< replace what has the name of a SOURCE already
+/// How a transfer goes.
+struct TransferRules {
+    bool force = false;        ///< files take the place of files, and folders are merged
+    bool skipExisting = false; ///< what is there with the same size and time is left, and folders are merged
+    bool verify = false;       ///< what was written to a medium is read from it anew and compared
+    bool keepTimes = false;
+    bool goOn = false;                   ///< what can't be read becomes a problem, and the rest is copied
+    KRScsiMODiskDrive* source = nullptr; ///< through which the SOURCEs are read; null: they are the machine's
 };
 
 /// Copies SOURCEs so that under a final name there is always a whole copy.
@@ -26,37 +30,46 @@ struct TransferTarget {
 /// transfer early, the SOURCEs that were renamed stay and nothing else does.
 class Transfer {
 public:
-    Transfer(const TransferTarget& target, Progress& progress);
+    Transfer(Destination& destination, const TransferRules& rules, Problems& problems, Progress& progress);
 
-    /// @throws Failure, which tells how many SOURCEs are there, too.
+    /// @throws Failure, which tells which SOURCEs are not there, too.
     void run(std::vector<CopySource>& sources);
+
+    /// Whether names were read anew, too, by what was compared.
+    bool comparedNames() const { return _comparedNames; }
 
 private:
     using Group = std::vector<CopySource*>;
 
-    void requireFreeNames(const std::vector<CopySource>& sources) const;
+    void prepare(std::vector<CopySource>& sources);
     void requireSpace(const std::vector<CopySource>& sources) const;
     void requireStorableNames(const std::vector<CopySource>& sources);
-    void makeStaging();
     void copyAll(std::vector<CopySource>& sources);
     void runGroup(const Group& group);
     void copy(CopySource& source);
-    void copyFile(const std::string& origin, const std::string& destination, CopyEntry& entry);
+    void copyEntry(CopySource& source, std::size_t index, EntryFolders& from, EntryFolders& to);
+    void copyFile(File& source, const Folder& folder, CopyEntry& entry);
+    void keepFolderTimes(const CopySource& source);
+    void compareGroup(const Group& group);
     void compare(const CopySource& source);
+    void compareFile(const Folder& folder, const CopyEntry& entry);
     void publish(const CopySource& source);
-    void makeDestination();
-    void flush() const;
+    void requireNames(const std::vector<CopySource>& sources);
     std::string withdraw();
+    std::string undone(const std::vector<CopySource>& sources) const;
 
     template <class Consume>
     void forEachBlock(File& file, std::uint64_t bytes, Consume consume);
 
-    TransferTarget _target;
+    Destination& _destination;
+    TransferRules _rules;
+    Problems& _problems;
     Progress& _progress;
-    std::string _staging;                 ///< as it was made
-    std::vector<std::string> _newFolders; ///< of the destination, the innermost first
+    WriteBack _writeBack;
     std::vector<char> _buffer;
+    bool _begun = false;
     std::size_t _finished = 0;
+    bool _comparedNames = false;
 };
 
 } // namespace tool

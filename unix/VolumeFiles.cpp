@@ -10,7 +10,6 @@
 #include "backend/HostLog.h"
 #include "platform/KRMediaCodes.h"
 #include "platform/KrException.h"
-#include "unix/CaughtException.h"
 #include "unix/DriveOpening.h"
 #include "unix/KRUnixMODiskImpl.h"
 
@@ -58,8 +57,9 @@ int KRUnixMODiskImpl::OpenVolume(bool /*openFlag*/)
             sleep(DriveOpening::waitSeconds);
         }
     } catch (const KrException& exception) {
-        _handle = -1;
-        recordException(*this, errorLevel, exception, "KRUnixMODiskImpl::OpenVolume caught the exception");
+        LogEventMessage(errorLevel, exception.formatError());
+        _handle = -1; // after the line and before the code: a derived class or the host's callback sees it so
+        SetErrorCode(KRErrorCode::exceptionCaught, "KRUnixMODiskImpl::OpenVolume caught the exception");
     }
     return _handle;
 }

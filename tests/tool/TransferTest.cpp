@@ -2,7 +2,11 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
 
+#include "lab/drives/Faults.h"
 #include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
@@ -32,20 +36,33 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
     }
 }
 
-TEST_F(ToolTest, AShorterFileReplacesALongerOneAndAFolderAFolder)
+TEST_F(ToolTest, ForceReplacesFilesMergesFoldersAndDeletesNothing)
 {
     const lab::EmulatedDrive drive = add();
     const std::string put = "put " + drive.blockNode + " " + file("tree/file", 5000) + " " + folder + "/tree";
-    file("tree/old", 1);
+    file("tree/sub/old", 1);
     ASSERT_TRUE(ended(run(put), 0));
-    fs::remove(folder + "/tree/old");
     file("tree/file", 7);
+    fs::remove(folder + "/tree/sub/old");
+    file("tree/sub/new", 3);
     EXPECT_TRUE(ended(run(put), 2, "--force"));
     EXPECT_TRUE(ended(run(put + " --force"), 0));
-    EXPECT_EQ("file tree tree/file", namesOn(drive));
-    EXPECT_TRUE(ended(run("get " + drive.blockNode + " / --to " + folder + "/back"), 0));
-    expectSame(folder + "/tree", folder + "/back/tree");
+    EXPECT_EQ("file tree tree/file tree/sub tree/sub/new tree/sub/old", namesOn(drive));
+
+    file("back/tree/own", 2);
+    file("back/tree/sub/new", 9);
+    EXPECT_TRUE(ended(run("get " + drive.blockNode + " / --force --to " + folder + "/back"), 0));
+    EXPECT_TRUE(fs::exists(folder + "/back/tree/own") && fs::exists(folder + "/back/tree/sub/old"));
+    expectSame(folder + "/tree/sub/new", folder + "/back/tree/sub/new");
     expectSame(folder + "/tree/file", folder + "/back/file");
+
+    fs::remove_all(folder + "/tree/sub");
+    file("tree/sub", 4);
+    EXPECT_TRUE(ended(run(put + " --force"), 2, "a folder has the name already"));
+    fs::remove_all(folder + "/back/tree");
+    file("back/tree", 4);
+    EXPECT_TRUE(ended(run("get " + drive.blockNode + " tree --force --to " + folder + "/back"), 2, "is no folder"));
+    EXPECT_EQ("file tree tree/file tree/sub tree/sub/new tree/sub/old", namesOn(drive));
 }
 
 TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
@@ -95,10 +112,90 @@ TEST_F(ToolTest, WhatEndsAPutLeavesWhatIsFinishedAndNothingElse)
         EXPECT_TRUE(ended(run("ls " + drive.genericNode), 1, "process " + std::to_string(put.process()) + " (krmo)"));
         put.kill(signal);
         drives.set(drive, signal == 0 ? "write-protect" : "write-protect=no");
-        EXPECT_TRUE(ended(finish(put), signal == 0 ? 1 : 130, "1 of 2 done"));
+        EXPECT_TRUE(ended(finish(put), signal == 0 ? 1 : 130, "1 of 2 done\n  not done: " + folder + "/large"));
         drives.set(drive, "write-protect=no");
         EXPECT_FALSE(isMounted(drive));
         EXPECT_EQ("to to/small", namesOn(drive));
         drives.removeAll();
     }
+}
+
+TEST_F(ToolTest, AllObstaclesAreToldBeforeAnythingIsWritten)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    file("tree/GOOD", 1);
+    file("tree/good", 1);
+    file("tree/what?", 1);
+    fs::resize_file(file("tree/huge", 0), 4'294'967'296);
+    fs::create_symlink("good", folder + "/tree/link");
+    lab::runCommand({"mkfifo", folder + "/tree/fifo"});
+    fs::permissions(file("tree/closed", 1), fs::perms::none);
+    const std::string asOthers = "setpriv --bounding-set=-dac_override,-dac_read_search";
+    const ToolResult put = run("put " + drive.genericNode + " " + folder + "/tree " + folder + "/none ''", asOthers);
+    for (const char* const said : {"8 obstacles, and nothing was written", "have the same name on FAT", "holds ?",
+                                   "4 GiB", "link: is a symbolic link", "fifo: is neither",
+                                   "closed: open: Permission denied", "none: open: No such file", "an empty name"})
+        EXPECT_TRUE(ended(put, 2, said));
+    EXPECT_EQ("", namesOn(drive));
+}
+
+TEST_F(ToolTest, AnEarlierPutIsGoneOnWithByTimes)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    const std::string put = "put " + drive.genericNode + " " + folder + "/tree --skip-existing";
+    file("tree/sub/other", 5);
+    lab::runCommand({"touch", "-d", "2001-02-03 04:05:07.9 UTC", file("tree/sub/same", 5), folder + "/tree/sub"});
+    EXPECT_TRUE(ended(run(put), 0, "put 2 files"));
+    EXPECT_TRUE(ended(run("ls " + drive.genericNode + " tree/sub", "TZ=UTC"), 0, "2001-02-03T04:05:06+0000  same"));
+    EXPECT_TRUE(ended(run("ls " + drive.genericNode + " tree", "TZ=UTC"), 0, "2001-02-03T04:05:06+0000  sub/"));
+    file("tree/sub/new", 5);
+    EXPECT_TRUE(ended(run(put), 0, "put 1 files, 5 bytes, compared; 2 files were there already"));
+    lab::runCommand({"touch", "-d", "2001-02-03 04:05:10 UTC", folder + "/tree/sub/same"});
+    EXPECT_TRUE(ended(run(put), 2, "same: is there already with another size or time"));
+    EXPECT_TRUE(ended(run(put + " --force"), 0, "put 1 files, 5 bytes, compared; 2 files were there already"));
+    EXPECT_EQ("tree tree/sub tree/sub/new tree/sub/other tree/sub/same", namesOn(drive));
+}
+
+TEST_F(ToolTest, WhatIsLeftAndStaysIsMarkedAndInNobodysWay)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
+    const std::string left = directoryOf(drive) + "/.krmo-incomplete";
+    fs::create_directory(left);
+    lab::runCommand({"mount", "-t", "tmpfs", "none", left});
+    EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + file("small", 5)), 0, "is not used: "));
+    lab::runCommand({"umount", left});
+    EXPECT_TRUE(ended(run("ls " + drive.genericNode), 0, ".krmo-incomplete/  (incomplete)"));
+    for (const char* const name : {".krmo-incomplete", "KRMO-I~1/x"})
+        EXPECT_TRUE(
+            ended(run("get " + drive.genericNode + " " + name + " --to " + folder + "/back"), 2, "not complete"));
+    EXPECT_TRUE(ended(run("get " + drive.genericNode + " / --to " + folder + "/back"), 0, "got 1 files"));
+}
+
+TEST_F(ToolTest, ThatTheDataAreThereIsToldThoughTheUnmountFails)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    const std::string count = folder + "/count";
+    lab::replaceProgram("/bin/umount", "echo >>" + count + "; exec \"$0.away\" \"$@\"");
+    const std::string put = "put --force " + drive.genericNode + " " + file("small", 5);
+    ASSERT_TRUE(ended(run(put), 0));
+    const std::string last = std::to_string(fs::file_size(count));
+    lab::restoreFiles();
+    fs::remove(count);
+    lab::replaceProgram("/bin/umount",
+                        "echo >>" + count + "; [ $(wc -l <" + count + ") = " + last + " ] || exec \"$0.away\" \"$@\"");
+    const ToolResult ends = run(put);
+    EXPECT_TRUE(ended(ends, 1, "put 1 files, 5 bytes, compared\nkrmo: put: not unmounted"));
+}
+
+TEST_F(ToolTest, TheDriveIsKeptBusyAsOneGoes)
+{
+    const lab::EmulatedDrive drive = drives.add();
+    putAndStop(drive); // behind 5 MiB, of which 3 may be under way
+    std::ifstream statistics("/sys/block/" + drive.blockNode.substr(5) + "/stat");
+    std::vector<std::uint64_t> numbers{std::istream_iterator<std::uint64_t>(statistics), {}};
+    ASSERT_LT(6U, numbers.size());
+    EXPECT_LT(2'000'000U / 512, numbers[6]) << "sectors written";
+    put.kill(SIGTERM);
+    EXPECT_EQ(130, finish(put).status);
 }

@@ -1,0 +1,224 @@
+#include "tool/Destination.h"
+
+#include <sys/random.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <utility>
+
+#include "tool/Failure.h"
+#include "tool/MountedVolume.h"
+#include "tool/Text.h"
+
+namespace tool {
+
+namespace {
+
+constexpr int mostStagings = 10;
+constexpr mode_t forAll = 0777; // under the umask
+constexpr mode_t forOwner = 0700;
+
+std::string stagingNameOf(int number)
+{
+    return stagingName + (number == 0 ? "" : "." + std::to_string(number));
+}
+
+struct statvfs spaceOf(const Folder& folder)
+{
+    struct statvfs space {};
+    if (fstatvfs(folder.number(), &space) == -1)
+        throw systemFailure("free space", errno);
+    return space;
+}
+
+} // namespace
+
+bool isStagingName(const std::string& name)
+{
+    const std::string own = folded(name);
+    for (int number = 0; number < mostStagings; ++number) {
+        if (own == folded(stagingNameOf(number)))
+            return true;
+    }
+    return false;
+}
+
+bool leadsToStaging(const Folder& root, const std::string& name)
+{
+    const auto named = root.look(name);
+    for (int number = 0; named && number < mostStagings; ++number) {
+        const auto staging = root.look(stagingNameOf(number));
+        if (staging && isSame(*staging, *named))
+            return true;
+    }
+    return false;
+}
+
+std::uint64_t totalBytes(const Folder& folder)
+{
+    const struct statvfs space = spaceOf(folder);
+    return std::uint64_t{space.f_blocks} * space.f_frsize;
+}
+
+Destination::Destination(Folder folder) : _root(std::move(folder)) {}
+
+Destination::Destination(MountedVolume& medium, KRScsiMODiskDrive& drive, std::string path)
+    : _medium(&medium), _drive(&drive), _path(std::move(path)), _root(Folder::ofDescriptor(medium.rootDescriptor()))
+{
+}
+
+const Folder* Destination::reach(bool make)
+{
+    if (_path.empty())
+        return &_root;
+    if (_folder.number() != -1)
+        return &_folder;
+    Folder folder = Folder::ofDescriptor(_root.number());
+    std::filesystem::path above;
+    for (const std::filesystem::path& part : std::filesystem::path(_path)) {
+        const auto found = folder.look(part);
+        if (!found && !make)
+            return nullptr;
+        if (found && !S_ISDIR(found->st_mode))
+            throw Failure(statusWrongUse, (above / part).string() + " is not a folder");
+        if (!found) {
+            folder.makeFolder(part, forAll);
+            _newFolders.push_back({above, part});
+        }
+        above /= part;
+        folder = folder.folder(part);
+    }
+    _folder = std::move(folder);
+    return &_folder;
+}
+
+std::uint64_t Destination::availableBytes() const
+{
+    const struct statvfs space = spaceOf(_root);
+    return std::uint64_t{space.f_bavail} * space.f_frsize;
+}
+
+std::uint64_t Destination::blockBytes() const
+{
+    return spaceOf(_root).f_frsize;
+}
+
+File Destination::newFile(const Folder& folder, const std::string& name) const
+{
+    const bool reachable = _medium == nullptr || !_medium->isOwn();
+    return File::writing(folder, name, _drive, reachable ? File::Maker::system : File::Maker::library);
+}
+
+File Destination::reading(const Folder& folder, const std::string& name) const
+{
+    return File::reading(folder, name, _drive);
+}
+
+void Destination::makeStaging()
+{
+    _stagingName = isOnMedium() ? leftoverName() : uniqueName();
+    _root.makeFolder(_stagingName, forOwner);
+    _staging = _root.folder(_stagingName);
+    if (isOnMedium())
+        return requireOutsideStaging();
+    const struct stat own = _staging.status();
+    if (own.st_uid != geteuid())
+        throw Failure(statusDeviceFailed, "the temporary folder was exchanged for another one");
+}
+
+/// What is below it is removed in the end.
+void Destination::requireOutsideStaging() const
+{
+    const std::string first = _path.substr(0, _path.find('/'));
+    if (!first.empty() && leadsToStaging(_root, first))
+        throw Failure(statusWrongUse, first + " is the short name of the temporary folder");
+}
+
+/// Others may write there, and must not guess it.
+std::string Destination::uniqueName() const
+{
+    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz012345";
+    std::array<unsigned char, 6> random{};
+    if (getrandom(random.data(), random.size(), 0) == -1)
+        throw systemFailure("random number", errno);
+    std::string name = stagingNameOf(0) + ".";
+    for (const unsigned char number : random)
+        name += letters[number % letters.size()];
+    return name;
+}
+
+/// Removes what a put that was killed left; where that can't be done, the next name is taken.
+std::string Destination::leftoverName() const
+{
+    for (int number = 0;; ++number) {
+        const std::string name = stagingNameOf(number);
+        try {
+            _root.remove(name);
+            return name;
+        } catch (const Failure& failure) {
+            if (number + 1 == mostStagings)
+                throw;
+            if (name != _stagingName) // once
+                tell("krmo: ",
+                     name + ", which an earlier put left, can't be removed and is not used: " + failure.what());
+        }
+    }
+}
+
+/// What was copied is there and whole by then; so this is no failure.
+void Destination::removeStaging()
+{
+    if (_staging.number() == -1)
+        return;
+    try {
+        const Folder staging = std::exchange(_staging, Folder(Descriptor()));
+        staging.clear();
+        if (unlinkat(_root.number(), _stagingName.c_str(), AT_REMOVEDIR) == -1)
+            throw systemFailure(_stagingName, errno);
+    } catch (const Failure& failure) {
+        tell("krmo: ", std::string("the temporary folder is left: ") + failure.what());
+    }
+}
+
+void Destination::withdraw()
+{
+    if (_root.number() == -1)
+        throw Failure(statusDeviceFailed, "the medium is not mounted any more");
+    removeStaging();
+    _folder = Folder(Descriptor());
+    for (; !_newFolders.empty(); _newFolders.pop_back()) { // fails where a SOURCE is in it already
+        const auto& [above, name] = _newFolders.back();
+        const Folder folder = above.empty() ? Folder::ofDescriptor(_root.number()) : _root.folder(above);
+        unlinkat(folder.number(), name.c_str(), AT_REMOVEDIR);
+    }
+}
+
+void Destination::flush() const
+{
+    if (syncfs(_root.number()) == -1)
+        throw systemFailure("flush", errno);
+}
+
+void Destination::requireSameMedium() const
+{
+    if (_medium != nullptr && !_medium->isOwn())
+        _medium->requireSameMedium();
+}
+
+bool Destination::renew()
+{
+    const bool staged = _staging.number() != -1;
+    for (Folder* const folder : {&_root, &_folder, &_staging})
+        *folder = Folder(Descriptor());
+    const bool namesToo = _medium->refresh();
+    _root = Folder::ofDescriptor(_medium->rootDescriptor());
+    if (staged)
+        _staging = _root.folder(_stagingName);
+    return namesToo;
+}
+
+} // namespace tool
