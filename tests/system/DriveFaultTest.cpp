@@ -16,6 +16,8 @@ using DriveFaultTest = LabTest;
 
 TEST_F(DriveFaultTest, DriveUnpluggedWhileMountedComesBackUnderItsDescriptor)
 {
+    UXScsiTarget nothing("/dev/nosuch", false);
+    UXScsi::open(nothing, 60); // lets go of other tests' drives, so that no lower name becomes free in between
     const auto unit = drives.add();
     const auto drive = open(unit.address);
     ASSERT_NE(drive, nullptr);
