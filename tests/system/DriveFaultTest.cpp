@@ -16,6 +16,8 @@ using DriveFaultTest = LabTest;
 
 TEST_F(DriveFaultTest, DriveUnpluggedWhileMountedComesBackUnderItsDescriptor)
 {
+    UXScsiTarget nothing("/dev/nosuch", false);
+    UXScsi::open(nothing, 60); // lets go of other tests' drives, so that no lower name becomes free in between
     const auto unit = drives.add();
     const auto drive = open(unit.address);
     ASSERT_NE(drive, nullptr);
@@ -29,7 +31,7 @@ TEST_F(DriveFaultTest, DriveUnpluggedWhileMountedComesBackUnderItsDescriptor)
     ASSERT_EQ(system(("umount " + drive->getMountPath()).c_str()), 0);
 
     EXPECT_EQ(drives.plugIn(unit).genericNode, unit.genericNode); // whose name was let go of by the command
-    EXPECT_EQ(backend.OpenVolume(true), handle); // what holds the number never means another file
+    EXPECT_EQ(backend.OpenVolume(true), handle);                  // what holds the number never means another file
     EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), 0);
 }
 
