@@ -101,6 +101,8 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
         unmountAll();
         path = unit.address;
         before.clear();
+        if (drives.state(unit).rfind("tray=open", 0) == 0)
+            drives.pressButton(unit);
         setRunning(path, true);
         lab::restoreSectors(unit.blockNode);
     }
