@@ -197,6 +197,18 @@ TEST_F(EmulatedDrivesTest, HaveFaultsUntilTheyAreHealed)
     }
 }
 
+TEST_F(EmulatedDrivesTest, GiveTheDataThatStandBeforeABadBlock)
+{
+    const EmulatedDrive drive = add("label=none,fs=none");
+    const std::string written(8192, 'x');
+    lab::runCommand({"dd", "of=" + drive.blockNode, "conv=fsync"}, written);
+    drives.set(drive, "unreadable=15");
+    lab::writeAttribute("/proc/sys/vm/drop_caches", "3");
+    std::string readBack(4096, '\0');
+    std::ifstream(drive.blockNode).read(readBack.data(), static_cast<std::streamsize>(readBack.size()));
+    EXPECT_EQ(written.substr(0, readBack.size()), readBack);
+}
+
 TEST_F(EmulatedDrivesTest, AnswerNothingUntilTheKernelGivesUp)
 {
     const EmulatedDrive drive = add("label=none,fs=none");
