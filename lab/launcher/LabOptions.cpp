@@ -52,7 +52,7 @@ void addOptions(CLI::App& app, LabOptions& options)
     app.add_flag("--verbose", options.verbose, "show the kernel's console on standard error");
 }
 
-// The media lie in the kernel's memory, one more than there are drives, for the emulation begins with one.
+// The media lie in the kernel's memory, and what it reads of one of them lies in its cache besides.
 int neededMemory(const std::vector<std::string>& drives)
 {
     int largest = DriveDescription().megabytes;

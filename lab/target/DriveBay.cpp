@@ -72,7 +72,8 @@ const std::map<std::string, DriveBay::UnitVerb>& DriveBay::unitVerbs()
     };
     static const std::map<std::string, UnitVerb> verbs{
         {"state", unitVerb([](LogicalUnit& /*unit*/, const std::string& /*argument*/) {})},
-        {"press-button", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().pressButton(); })},
+        {"press-button",
+         unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().pressButton(); })},
         {"force-open", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().open(); })},
         {"insert", unitVerb([](LogicalUnit& unit, const std::string& argument) {
              auto medium = makeMedium(argument);

@@ -83,8 +83,8 @@ TEST_F(EmulatedDrivesTest, AreWhatIsDescribed)
     EXPECT_EQ("0 1 65536 0", attribute(disk, "device/type") + " " + attribute(disk, "removable") + " " +
                                  attribute(disk, "size") + " " + attribute(disk, "ro"));
     EXPECT_EQ("7 2048 131072 1", attribute(optical, "device/type") + " " +
-                                     attribute(optical, "queue/logical_block_size") + " " +
-                                     attribute(optical, "size") + " " + attribute(optical, "ro"));
+                                     attribute(optical, "queue/logical_block_size") + " " + attribute(optical, "size") +
+                                     " " + attribute(optical, "ro"));
     EXPECT_EQ(4U, drives.list().size());
     EXPECT_THROW(add("unreadable=x"), std::runtime_error);
 }
@@ -178,9 +178,15 @@ TEST_F(EmulatedDrivesTest, HaveFaultsUntilTheyAreHealed)
         bool writes;
         ssize_t result;
     } cases[] = {
-        {"unreadable=0", false, -ENODATA},   {"unreadable=8+1", false, -ENODATA},      {"unreadable=16", false, 8192},
-        {"unwritable=3", true, -EIO},    {"lose-writes=all", true, 8192},      {"transport=offline", false, -ENOMEDIUM},
-        {"delay=1", false, 8192},        {"rate=1", true, 8192},               {"write-protect", true, -EREMOTEIO},
+        {"unreadable=0", false, -ENODATA},
+        {"unreadable=8+1", false, -ENODATA},
+        {"unreadable=16", false, 8192},
+        {"unwritable=3", true, -EIO},
+        {"lose-writes=all", true, 8192},
+        {"transport=offline", false, -ENOMEDIUM},
+        {"delay=1", false, 8192},
+        {"rate=1", true, 8192},
+        {"write-protect", true, -EREMOTEIO},
     };
     for (const auto& one : cases) {
         drives.set(drive, one.setting);
@@ -189,6 +195,18 @@ TEST_F(EmulatedDrivesTest, HaveFaultsUntilTheyAreHealed)
         drives.set(drive, "write-protect=no");
         EXPECT_EQ(8192, transfer(drive, one.writes)) << one.setting;
     }
+}
+
+TEST_F(EmulatedDrivesTest, GiveTheDataThatStandBeforeABadBlock)
+{
+    const EmulatedDrive drive = add("label=none,fs=none");
+    const std::string written(8192, 'x');
+    lab::runCommand({"dd", "of=" + drive.blockNode, "conv=fsync"}, written);
+    drives.set(drive, "unreadable=15");
+    lab::writeAttribute("/proc/sys/vm/drop_caches", "3");
+    std::string readBack(4096, '\0');
+    std::ifstream(drive.blockNode).read(readBack.data(), static_cast<std::streamsize>(readBack.size()));
+    EXPECT_EQ(written.substr(0, readBack.size()), readBack);
 }
 
 TEST_F(EmulatedDrivesTest, AnswerNothingUntilTheKernelGivesUp)
@@ -218,10 +236,9 @@ TEST_F(EmulatedDrivesTest, LetNobodyWaitWhenTheyAreHealedOrGo)
 TEST_F(EmulatedDrivesTest, UnderstandWordsOfTheShell)
 {
     const EmulatedDrive drive = add("");
-    const std::string script = "lab-drive insert " + drive.blockNode +
-                               " size=8,fs=none && medium=$(lab-drive take-out " + drive.genericNode +
-                               ") && lab-drive insert " + drive.address +
-                               " $medium && lab-drive state " + drive.address;
+    const std::string script =
+        "lab-drive insert " + drive.blockNode + " size=8,fs=none && medium=$(lab-drive take-out " + drive.genericNode +
+        ") && lab-drive insert " + drive.address + " $medium && lab-drive state " + drive.address;
     EXPECT_EQ(0U, lab::runCommand({"sh", "-c", script + " | tail -n 1"}).find("tray=closed,"));
     for (const char* const request : {"", "dance", "set 9:9:9:9 delay=1", "set", "add type=tape empty", "log x"}) {
         EXPECT_THROW(lab::requestOfDrives(request), std::runtime_error) << request;
