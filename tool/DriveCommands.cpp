@@ -155,16 +155,18 @@ void printInfo(const ordered_json& document, Output& output)
     std::vector<std::vector<std::string>> rows = {{"serial number", output.shown(document["serial"])},
                                                   {"native path", document["nativePath"]},
                                                   {"medium", output.shown(document["medium"])}};
-    if (document["logicalDrive"] != "")
-        rows.push_back({"logical drive", document["logicalDrive"], mounted ? "mounted" : "not mounted"});
+    const std::string logicalDrive = document["logicalDrive"];
+    if (!logicalDrive.empty())
+        rows.push_back({"logical drive", logicalDrive, mounted ? "mounted" : "not mounted"});
     for (const ordered_json& mount : document["otherMounts"])
         rows.push_back({"mounted elsewhere", output.shown(mount)});
     for (const ordered_json& partition : document["partitions"])
         rows.push_back({"partition", partition["node"], sizeText(partition, "bytes"), output.shown(partition["type"]),
                         partition["fileSystem"]});
     for (const char* const key : {"unusable", "warning"}) {
-        if (document[key] != "")
-            rows.push_back({key, document[key]});
+        const std::string text = document[key];
+        if (!text.empty())
+            rows.push_back({key, text});
     }
     if (mounted)
         rows.insert(rows.end(), {{"available", sizeText(document, "available")}, {"free", sizeText(document, "free")}});

@@ -6,6 +6,20 @@
 
 namespace tool {
 
+namespace {
+
+/// The medium can be taken out only once nobody has it any more, in whichever name space.
+void requireFree(const Volume& volume)
+{
+    try {
+        volume.requireFree();
+    } catch (const Failure& failure) {
+        throw Failure(failure.status(), "taken from " + volume.directory() + ", but " + failure.what());
+    }
+}
+
+} // namespace
+
 void mountMedium(const Arguments& arguments, Output& output)
 {
     Volume volume(reserveDrive(arguments.drive, arguments.fixed), MountedFor::everybody);
@@ -21,7 +35,7 @@ void unmountMedium(const Arguments& arguments, Output& output)
         throw Failure(statusDeviceFailed, "nothing is mounted on " + volume.directory());
     volume.flush();
     volume.unmount();
-    volume.requireFree();
+    requireFree(volume);
     output.remark("unmounted from " + volume.directory());
 }
 

@@ -51,17 +51,17 @@ struct MountTest : ToolTest {
 
 TEST_F(MountTest, NobodyElseSeesAMountAndAKilledToolLeavesNone)
 {
+    const lab::EmulatedDrive drive = drives.add();
     for (const bool shared : {false, true}) {
         SCOPED_TRACE(shared ? "shared root" : "private root");
         setRootShared(shared);
-        const lab::EmulatedDrive drive = drives.add();
+        lab::formatNode(drive.partitionNode(1), lab::FileSystem::vfat);
         putAndStop(drive);
         EXPECT_FALSE(isMounted(drive));
         EXPECT_TRUE(fs::is_empty(directoryOf(drive)));
         tool.kill(SIGKILL);
         EXPECT_EQ(128 + SIGKILL, tool.finish());
         EXPECT_TRUE(isFree(drive));
-        drives.removeAll();
     }
 }
 
@@ -82,42 +82,42 @@ TEST_F(MountTest, AKilledToolLeavesNoMountOnceItsProgramHasEnded)
 
 TEST_F(MountTest, AHostThatMountsMeanwhileKeepsItsMount)
 {
+    const lab::EmulatedDrive drive = drives.add();
+    const std::string directory = directoryOf(drive);
+    ASSERT_TRUE(ended(run("put " + drive.genericNode + " " + file("kept", 9)), 0));
+    const std::string commands[] = {"ls " + drive.genericNode,
+                                    "get --force --to " + folder + "/back " + drive.genericNode + " kept",
+                                    "put --force " + drive.genericNode + " " + file("more", 9)};
+    std::string written;
     for (const bool shared : {false, true}) {
-        for (const std::string& command :
-             {std::string("ls "), "get --to " + folder + "/back --force ", std::string("put ")}) {
-            SCOPED_TRACE(command + (shared ? "shared root" : "private root"));
+        for (const std::string& command : commands) {
+            SCOPED_TRACE(command + (shared ? ", shared root" : ", private root"));
             setRootShared(shared);
-            const lab::EmulatedDrive drive = drives.add();
-            const std::string directory = directoryOf(drive);
-            ASSERT_TRUE(ended(run("put " + drive.genericNode + " " + file("kept", 9)), 0));
-            tool.start("exec '" KRMO_TOOL "' --verbose " + command + drive.genericNode +
-                       (command == "put " ? " " + file("more", 9) : " kept"));
+            tool.start("exec '" KRMO_TOOL "' --verbose " + command);
             tool.runBehind("already mounted at", 1);
             hostMounts(drive);
+            EXPECT_EQ(0, umount(directory.c_str()));
+            hostMounts(drive);
             append(directory + "/host");
-            std::ofstream byTool(directoryIn(tool, drive) + "/written");
-            EXPECT_EQ(command == "put ", byTool.is_open());
-            byTool.close();
+            EXPECT_EQ(command[0] == 'p', std::ofstream(directoryIn(tool, drive) + "/written").is_open());
             EXPECT_TRUE(ended(finish(tool), 0));
             EXPECT_TRUE(isMounted(drive));
             append(directory + "/host");
             EXPECT_EQ(0, umount(directory.c_str()));
             EXPECT_TRUE(isFree(drive));
-            EXPECT_EQ("xx", lab::contentOf(drive.partitionNode(1)).at("host"));
-            drives.removeAll();
+            EXPECT_EQ(written += "xx", lab::contentOf(drive.partitionNode(1)).at("host"));
         }
     }
 }
 
 TEST_F(MountTest, AHostThatHasMountedCanWriteAndNotUnmount)
 {
+    const lab::EmulatedDrive drive = drives.add();
+    const std::string directory = directoryOf(drive);
     for (const bool shared : {false, true}) {
         SCOPED_TRACE(shared ? "shared root" : "private root");
         setRootShared(shared);
-        const lab::EmulatedDrive drive = drives.add();
-        const std::string directory = directoryOf(drive);
         hostMounts(drive);
-        append(directory + "/host");
         tool.start("LD_PRELOAD='" KRMO_ANNOUNCED_CALLS "'\":$LD_PRELOAD\" exec '" KRMO_TOOL "' ls " +
                    drive.genericNode);
         tool.runBehind("fstatfs", 1);
@@ -128,7 +128,6 @@ TEST_F(MountTest, AHostThatHasMountedCanWriteAndNotUnmount)
         EXPECT_TRUE(isMounted(drive));
         EXPECT_EQ(0, umount(directory.c_str()));
         EXPECT_TRUE(isFree(drive));
-        drives.removeAll();
     }
 }
 
