@@ -7,10 +7,10 @@
 #include <ctime>
 
 #include "tool/Commands.h"
-#include "tool/Destination.h"
 #include "tool/MediumPath.h"
 #include "tool/MountedVolume.h"
 #include "tool/Problems.h"
+#include "tool/StagingName.h"
 #include "tool/Text.h"
 #include "tool/Volume.h"
 

@@ -6,6 +6,8 @@
 #include "tool/Destination.h"
 #include "tool/MediumPath.h"
 #include "tool/MountedVolume.h"
+#include "tool/SourcePaths.h"
+#include "tool/StagingName.h"
 #include "tool/Text.h"
 #include "tool/Transfer.h"
 #include "tool/TreeWalk.h"
