@@ -15,6 +15,7 @@ struct Arguments {
     std::vector<std::string> paths;
     std::string to;
     bool force = false;
+    bool fixed = false;
     bool verify = true;
     bool skipExisting = false;
 };

@@ -10,7 +10,7 @@
 #include "platform/KrException.h"
 #include "platform/UXScsi.h"
 #include "tool/Failure.h"
-#include "tool/Mounts.h"
+#include "tool/Holders.h"
 #include "tool/SystemDrives.h"
 #include "unix/KRUnixMODiskImpl.h"
 
@@ -21,10 +21,10 @@ namespace {
 constexpr int commandSeconds = 60;
 
 /// The path of the one drive with that serial number; empty without one.
-std::string pathOfSerialNumber(const std::string& serial)
+std::string pathOfSerialNumber(const std::string& serial, bool fixed)
 {
     std::string path;
-    for (const SystemDrive& drive : systemDrives()) {
+    for (const SystemDrive& drive : systemDrives(fixed)) {
         if (serial != (drive.serial.empty() ? inquiredSerialNumber(drive.path) : drive.serial))
             continue;
         if (!path.empty())
@@ -81,18 +81,20 @@ void lock(const Drive& drive)
 
 } // namespace
 
-Drive findDrive(const std::string& name)
+Drive findDrive(const std::string& name, bool fixed)
 {
     UXScsiTarget target(name.c_str(), false);
     if (UXScsi::open(target, commandSeconds) == -1) {
         const int error = errno;
         const bool mayBeSerial = name.find('/') == std::string::npos && (error == ENOENT || error == ENODEV);
-        const std::string path = mayBeSerial ? pathOfSerialNumber(name) : std::string();
+        const std::string path = mayBeSerial ? pathOfSerialNumber(name, fixed) : std::string();
         if (path.empty())
             throw systemFailure(name, error);
-        return findDrive(path);
+        return findDrive(path, fixed);
     }
     Drive drive{name, target.getNativePath(), target.getFD()};
+    if (!fixed && isFixed(drive.node))
+        throw Failure(statusWrongUse, name + " is a fixed disk; --fixed uses it all the same");
     if (!deviceNumbers(drive.node).empty())
         return drive;
     const MediumState state = mediumState(name);
@@ -101,9 +103,9 @@ Drive findDrive(const std::string& name)
                                       : name + " has no block node yet: " + state.text);
 }
 
-Drive reserveDrive(const std::string& name)
+Drive reserveDrive(const std::string& name, bool fixed)
 {
-    Drive drive = findDrive(name);
+    Drive drive = findDrive(name, fixed);
     requireRights();
     lock(drive);
     return drive;

@@ -14,14 +14,15 @@ struct Drive {
 
 /// Finds and opens a drive. Nothing waits: the library would, for 1000 seconds, where this fails.
 ///
-/// @param name what the SCSI layer takes, or the serial number of a removable drive.
-/// @throws Failure: no such drive, no SCSI device, no disk, or it may not be opened.
-Drive findDrive(const std::string& name);
+/// @param name what the SCSI layer takes, or a serial number.
+/// @param fixed whether it may be a fixed disk.
+/// @throws Failure: no such drive, no SCSI device, no disk, a fixed one, or it may not be opened.
+Drive findDrive(const std::string& name, bool fixed);
 
 /// Finds a drive and makes sure of what its use needs beyond it: the programs that the library runs, the right to
 /// mount, and the record lock that a backend's `LockVolume` takes, tried without waiting and held to the end.
 /// @throws Failure naming what is missing, or the process that has the lock.
-Drive reserveDrive(const std::string& name);
+Drive reserveDrive(const std::string& name, bool fixed);
 
 /// @throws Failure when the drive is not the one any more that was found. Asked before the library opens it again.
 void requirePresent(const Drive& drive);

@@ -4,8 +4,9 @@
 
 #include "tool/Commands.h"
 #include "tool/Drive.h"
+#include "tool/Holders.h"
 #include "tool/LibraryLog.h"
-#include "tool/Mounts.h"
+#include "tool/MediumContents.h"
 #include "tool/SystemDrives.h"
 #include "tool/Text.h"
 #include "unix/KRUnixMODiskImpl.h"
@@ -16,12 +17,17 @@ using nlohmann::ordered_json;
 
 namespace {
 
+ordered_json mountsAsJson(const std::vector<Mount>& mounts)
+{
+    ordered_json list = ordered_json::array();
+    for (const Mount& mount : mounts)
+        list.push_back({{"device", mount.source}, {"directory", jsonText(mount.directory)}});
+    return list;
+}
+
 ordered_json driveAsJson(const SystemDrive& drive)
 {
     const MediumState state = mediumState(drive.path);
-    ordered_json mounts = ordered_json::array();
-    for (const Mount& mount : mountsOf(deviceNumbers(drive.node)))
-        mounts.push_back({{"device", mount.source}, {"directory", jsonText(mount.directory)}});
     return {{"path", drive.path},
             {"node", drive.node},
             {"address", drive.address},
@@ -30,7 +36,7 @@ ordered_json driveAsJson(const SystemDrive& drive)
             {"serial", jsonText(drive.serial.empty() ? inquiredSerialNumber(drive.path) : drive.serial)},
             {"ready", state.ready ? ordered_json(*state.ready) : ordered_json()},
             {"medium", jsonText(state.text)},
-            {"mounts", mounts}};
+            {"mounts", mountsAsJson(mountsOf(deviceNumbers(drive.node)))}};
 }
 
 ordered_json partitionsAsJson(const std::string& node)
@@ -43,7 +49,8 @@ ordered_json partitionsAsJson(const std::string& node)
             list.push_back({{"node", partition.partName},
                             {"bytes", std::strtoull(partition.partSize.c_str(), nullptr, 10) * sectorBytes},
                             {"type", jsonText(partition.partType)},
-                            {"id", partition.partId}});
+                            {"id", partition.partId},
+                            {"fileSystem", fileSystemOn(partition.partName)}});
     }
     return list;
 }
@@ -54,7 +61,7 @@ std::string characterSet(const Mount& mount)
     const std::string key = ",iocharset=";
     const std::string options = "," + mount.options + ",";
     const std::size_t start = options.find(key);
-    if (options.find(",utf8,") != std::string::npos)
+    if (hasOption(mount.options, "utf8"))
         return "utf8";
     if (start == std::string::npos)
         return {};
@@ -72,22 +79,61 @@ void addSpace(ordered_json& document, KRUnixMODiskImpl& backend)
     document["free"] = static_cast<std::uint64_t>(free);
 }
 
-ordered_json infoAsJson(const Drive& drive)
+/// The library takes a disk's name for a prefix, and finds the directory of /dev/sdaa1 for /dev/sda.
+std::string ownDirectory(const Drive& drive, KRUnixMODiskImpl& backend)
+{
+    const LibraryCall call;
+    const std::string directory = backend.GetLogicaldriveLetter(); // scans, too
+    const std::vector<PartInfo> partitions = KRUnixMODiskImpl::getPartDataByDiskName(drive.node);
+    const bool own = !partitions.empty() && isOneOf(partitions.front().partName, deviceNumbers(drive.node));
+    return own ? directory : std::string();
+}
+
+/// Where the medium is mounted.
+struct MountsOfDrive {
+    std::vector<Mount> own; ///< seen by this process
+    std::vector<ForeignMount> foreign;
+};
+
+ordered_json otherMounts(const MountsOfDrive& mounts, const std::string& directory)
+{
+    ordered_json list = ordered_json::array();
+    for (const Mount& mount : mounts.own) {
+        if (mount.directory != directory)
+            list.push_back(jsonText(mountText(mount)));
+    }
+    for (const ForeignMount& foreign : mounts.foreign)
+        list.push_back(jsonText(foreignText(foreign)));
+    return list;
+}
+
+/// What can be told of the contents without a mount.
+void addContents(ordered_json& document, const std::string& node)
+{
+    document["unusable"] = unusableContents(node);
+    document["warning"] = "";
+    for (const std::string& partition : partitionNodes(node)) {
+        if (isMarkedDirty(partition).value_or(false))
+            document["warning"] = damagedText(partition, dirtySign);
+    }
+}
+
+ordered_json infoAsJson(const Drive& drive, const MountsOfDrive& mounts)
 {
     KRUnixMODiskImpl backend(drive.name, "", 0, 0, true);
-    std::string serial;
-    std::string logicalDrive;
-    {
-        const LibraryCall call;
-        backend.GetDeviceSerialNumber(serial);
-        logicalDrive = backend.GetLogicaldriveLetter(); // scans, too
-    }
-    ordered_json document = {{"serial", jsonText(serial)},
+    const MediumState state = mediumState(drive.name);
+    const std::string logicalDrive = ownDirectory(drive, backend);
+    stopIfInterrupted();
+    ordered_json document = {{"serial", jsonText(inquiredSerialNumber(drive.name))},
                              {"nativePath", drive.node},
+                             {"ready", state.ready ? ordered_json(*state.ready) : ordered_json()},
+                             {"medium", jsonText(state.text)},
                              {"logicalDrive", logicalDrive},
                              {"mounted", false},
+                             {"otherMounts", otherMounts(mounts, logicalDrive)},
                              {"partitions", partitionsAsJson(drive.node)}};
-    for (const Mount& mount : mountsOf(deviceNumbers(drive.node))) {
+    addContents(document, drive.node);
+    for (const Mount& mount : mounts.own) {
         if (mount.directory != logicalDrive)
             continue;
         document["mounted"] = true;
@@ -105,12 +151,20 @@ std::string sizeText(const ordered_json& document, const char* key)
 void printInfo(const ordered_json& document, Output& output)
 {
     const bool mounted = document["mounted"];
-    std::vector<std::vector<std::string>> rows = {
-        {"serial number", output.shown(document["serial"])},
-        {"native path", document["nativePath"]},
-        {"logical drive", document["logicalDrive"], mounted ? "mounted" : "not mounted"}};
+    std::vector<std::vector<std::string>> rows = {{"serial number", output.shown(document["serial"])},
+                                                  {"native path", document["nativePath"]},
+                                                  {"medium", output.shown(document["medium"])}};
+    if (document["logicalDrive"] != "")
+        rows.push_back({"logical drive", document["logicalDrive"], mounted ? "mounted" : "not mounted"});
+    for (const ordered_json& mount : document["otherMounts"])
+        rows.push_back({"mounted elsewhere", output.shown(mount)});
     for (const ordered_json& partition : document["partitions"])
-        rows.push_back({"partition", partition["node"], sizeText(partition, "bytes"), output.shown(partition["type"])});
+        rows.push_back({"partition", partition["node"], sizeText(partition, "bytes"), output.shown(partition["type"]),
+                        partition["fileSystem"]});
+    for (const char* const key : {"unusable", "warning"}) {
+        if (document[key] != "")
+            rows.push_back({key, document[key]});
+    }
     if (mounted)
         rows.insert(rows.end(), {{"available", sizeText(document, "available")}, {"free", sizeText(document, "free")}});
     if (mounted && document["characterSet"] != "utf8")
@@ -128,10 +182,10 @@ std::string mountsText(const ordered_json& mounts)
 
 } // namespace
 
-void listDrives(const Arguments& /*arguments*/, Output& output)
+void listDrives(const Arguments& arguments, Output& output)
 {
     ordered_json list = ordered_json::array();
-    for (const SystemDrive& drive : systemDrives())
+    for (const SystemDrive& drive : systemDrives(arguments.fixed))
         list.push_back(driveAsJson(drive));
     if (output.json())
         return output.document({{"drives", list}});
@@ -151,7 +205,11 @@ void listDrives(const Arguments& /*arguments*/, Output& output)
 
 void showInfo(const Arguments& arguments, Output& output)
 {
-    const ordered_json document = infoAsJson(reserveDrive(arguments.drive));
+    const Drive drive = reserveDrive(arguments.drive, arguments.fixed);
+    const std::set<dev_t> devices = deviceNumbers(drive.node);
+    const MountsOfDrive mounts = {mountsOf(devices), foreignMounts(devices)};
+    takeOwnMounts(); // the library unmounts what a disk without partitions has mounted, and this is a question
+    const ordered_json document = infoAsJson(drive, mounts);
     if (output.json())
         output.document(document);
     else

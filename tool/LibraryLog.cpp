@@ -113,7 +113,10 @@ void listenToLibrary(const std::string& file, bool toStandardError)
 {
     heard.toStandardError = toStandardError || file == "-";
     if (!file.empty() && file != "-") {
-        heard.file = Descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+        // A FIFO without a reader fails, and one whose reader stands still loses lines: nothing waits for a log.
+        heard.file = Descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0666));
+        if (!heard.file.isOpen() && errno == ENXIO)
+            throw Failure(statusNotThere, file + ": nobody reads what is written there");
         if (!heard.file.isOpen())
             throw systemFailure(file, errno);
     }

@@ -118,14 +118,14 @@ void listFiles(const Arguments& arguments, Output& output)
     const std::string path = pathOnMedium(arguments.paths.empty() ? "" : arguments.paths.front());
     std::vector<Listed> list;
     Problems problems;
-    Volume volume(reserveDrive(arguments.drive), MountedFor::thisProcess);
+    Volume volume(reserveDrive(arguments.drive, arguments.fixed), MountedFor::thisProcess);
     MountedVolume medium(volume, Access::reading);
     medium.run([&] { list = listing(Folder::ofDescriptor(medium.rootDescriptor()), path, mostNames, problems); });
     medium.finish();
     if (output.json()) {
         ordered_json entries = ordered_json::array();
         std::transform(list.begin(), list.end(), std::back_inserter(entries), asJson);
-        output.document({{"path", jsonText("/" + path)}, {"entries", entries}});
+        output.document({{"path", jsonText("/" + path)}, {"warning", volume.warning()}, {"entries", entries}});
     } else {
         for (const Listed& file : list)
             output.line(asLine(file, output));

@@ -34,6 +34,7 @@ void addCommonOptions(CLI::App& app, CommandLine& line)
     app.add_option("--log", line.log, "appends the library's own lines to a file; -: standard error");
     app.add_flag("--verbose", line.verbose, "shows the library's own lines on standard error");
     app.add_flag("--quiet", line.output.quiet, "no progress and no remarks");
+    app.add_flag("--fixed", line.arguments.fixed, "fixed disks, too, which are refused otherwise");
 }
 
 CLI::App* addCommand(CLI::App& app, CommandLine& line, const char* name, const char* description,
@@ -121,12 +122,11 @@ void addAll(CLI::App& app, CommandLine& line)
     addTransfers(app, line);
 }
 
-/// The library parses what tools print, and they are found on the path, where a user's shell may not look.
+/// The library parses what tools print, and finds them on the path: on the system's, whoever calls.
 void setEnvironment()
 {
-    const char* const path = std::getenv("PATH");
     setenv("LC_ALL", "C", 1);
-    setenv("PATH", (std::string(path != nullptr ? path : "/usr/bin:/bin") + ":/usr/sbin:/sbin").c_str(), 1);
+    setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
 }
 
 int fail(const std::string& command, const std::string& text, int status)

@@ -110,7 +110,7 @@ void leaveOutTooLarge(std::vector<CopySource>& sources, const Folder& root, Prob
 
 void putFiles(const Arguments& arguments, Output& output)
 {
-    const Drive drive = reserveDrive(arguments.drive);
+    const Drive drive = reserveDrive(arguments.drive, arguments.fixed);
     const std::string folder = pathOnMedium(arguments.to);
     Problems obstacles;
     findObjectionsTo(folder, obstacles);
@@ -140,7 +140,7 @@ void putFiles(const Arguments& arguments, Output& output)
 
 void getFiles(const Arguments& arguments, Output& output)
 {
-    const Drive drive = reserveDrive(arguments.drive);
+    const Drive drive = reserveDrive(arguments.drive, arguments.fixed);
     Destination destination(Folder::named(arguments.to));
     Problems problems;
     std::string got;

@@ -8,7 +8,7 @@ namespace tool {
 
 void mountMedium(const Arguments& arguments, Output& output)
 {
-    Volume volume(reserveDrive(arguments.drive), MountedFor::everybody);
+    Volume volume(reserveDrive(arguments.drive, arguments.fixed), MountedFor::everybody);
     const bool mountedNow = volume.mount();
     volume.openMounted();
     output.remark((mountedNow ? "mounted on " : "was mounted on ") + volume.directory());
@@ -16,11 +16,12 @@ void mountMedium(const Arguments& arguments, Output& output)
 
 void unmountMedium(const Arguments& arguments, Output& output)
 {
-    Volume volume(reserveDrive(arguments.drive), MountedFor::everybody);
+    Volume volume(reserveDrive(arguments.drive, arguments.fixed), MountedFor::everybody);
     if (!volume.isMounted())
         throw Failure(statusDeviceFailed, "nothing is mounted on " + volume.directory());
     volume.flush();
     volume.unmount();
+    volume.requireFree();
     output.remark("unmounted from " + volume.directory());
 }
 

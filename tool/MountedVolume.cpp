@@ -45,8 +45,10 @@ void MountedVolume::attach()
         attachOwn();
     if (!_root.isOpen())
         throw Failure(statusDeviceFailed, "somebody else mounts and unmounts " + _volume.directory());
-    if (_access == Access::writing)
-        _volume.requireNoErrors();
+    if (_access == Access::reading)
+        return;
+    _volume.requireNoErrors();
+    requireSameMedium();
 }
 
 void MountedVolume::attachOwn()

@@ -1,16 +1,12 @@
 #include "tool/Mounts.h"
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -18,8 +14,6 @@
 #include "tool/Failure.h"
 
 namespace tool {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -52,25 +46,6 @@ Mount readMount(const std::string& line)
     mount.device = makedev(majorNumber, minorNumber);
     mount.directory = unescaped(mount.directory);
     return mount;
-}
-
-bool leadsTo(const fs::path& link, const std::set<dev_t>& devices)
-{
-    struct statx file {};
-    if (statx(AT_FDCWD, link.c_str(), AT_STATX_DONT_SYNC, STATX_TYPE, &file) == -1) // a server may be away
-        return false;
-    return devices.count(makedev(file.stx_dev_major, file.stx_dev_minor)) != 0 ||
-           (S_ISBLK(file.stx_mode) && devices.count(makedev(file.stx_rdev_major, file.stx_rdev_minor)) != 0);
-}
-
-bool hasOpen(const fs::path& process, const std::set<dev_t>& devices)
-{
-    std::error_code error; // the process may end meanwhile
-    for (fs::directory_iterator entry(process / "fd", error); entry != end(entry); entry.increment(error)) {
-        if (leadsTo(entry->path(), devices))
-            return true;
-    }
-    return leadsTo(process / "cwd", devices) || leadsTo(process / "root", devices) || leadsTo(process / "exe", devices);
 }
 
 } // namespace
@@ -108,33 +83,6 @@ void takeOwnMounts()
 std::string mountText(const Mount& mount)
 {
     return mount.source + " on " + mount.directory;
-}
-
-std::string processText(const std::string& process)
-{
-    std::string name;
-    std::ifstream file("/proc/" + process + "/comm");
-    std::getline(file, name);
-    return "process " + process + (name.empty() ? "" : " (" + name + ")");
-}
-
-std::string holdersOf(const std::set<dev_t>& devices)
-{
-    std::string text;
-    std::error_code error;
-    std::set<fs::path> seenNameSpaces = {fs::read_symlink("/proc/self/ns/mnt", error)};
-    for (fs::directory_iterator entry("/proc", error); entry != end(entry); entry.increment(error)) {
-        const std::string process = entry->path().filename();
-        if (process.find_first_not_of("0123456789") != std::string::npos || process == std::to_string(getpid()))
-            continue;
-        if (hasOpen(entry->path(), devices))
-            text += "\n" + processText(process) + " has it open";
-        if (!seenNameSpaces.insert(fs::read_symlink(entry->path() / "ns/mnt", error)).second)
-            continue;
-        for (const Mount& mount : mountsOf(devices, process))
-            text += "\nmounted: " + mountText(mount) + " in the mount name space of " + processText(process);
-    }
-    return text;
 }
 
 } // namespace tool

@@ -35,11 +35,4 @@ void takeOwnMounts();
 /// "/dev/sdb1 on /sdb1/KRMT".
 std::string mountText(const Mount& mount);
 
-/// "process 123 (name)".
-std::string processText(const std::string& process);
-
-/// Who keeps the devices busy, as far as /proc shows, a line each: open nodes, open files and working directories,
-/// and mounts in the mount name spaces of others.
-std::string holdersOf(const std::set<dev_t>& devices);
-
 } // namespace tool

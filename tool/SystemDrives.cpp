@@ -33,11 +33,18 @@ std::vector<fs::path> entriesOf(const fs::path& folder)
     return paths;
 }
 
-bool isRemovableDrive(const fs::path& unit)
+bool isDisk(const fs::path& unit)
 {
     const std::string type = trimmed(attribute(unit / "type"));
+    return type == "7" || (type == "0" && !entriesOf(unit / "block").empty());
+}
+
+/// Optical memory devices have removable media, whatever they say.
+bool isFixedUnit(const fs::path& unit)
+{
     const std::vector<fs::path> disks = entriesOf(unit / "block");
-    return type == "7" || (type == "0" && !disks.empty() && trimmed(attribute(disks.front() / "removable")) == "1");
+    return trimmed(attribute(unit / "type")) == "0" && !disks.empty() &&
+           trimmed(attribute(disks.front() / "removable")) != "1";
 }
 
 SystemDrive readDrive(const fs::path& unit)
@@ -72,14 +79,20 @@ std::vector<fs::path> deviceFolders(const std::string& blockNode)
 
 } // namespace
 
-std::vector<SystemDrive> systemDrives()
+std::vector<SystemDrive> systemDrives(bool fixed)
 {
     std::vector<SystemDrive> drives;
     for (const fs::path& unit : entriesOf("/sys/bus/scsi/devices")) {
-        if (isRemovableDrive(unit))
+        if (isDisk(unit) && (fixed || !isFixedUnit(unit)))
             drives.push_back(readDrive(unit));
     }
     return drives;
+}
+
+bool isFixed(const std::string& blockNode)
+{
+    const std::vector<fs::path> folders = deviceFolders(blockNode);
+    return !folders.empty() && isFixedUnit(folders.front() / "device");
 }
 
 std::set<dev_t> deviceNumbers(const std::string& blockNode)
@@ -92,6 +105,18 @@ std::set<dev_t> deviceNumbers(const std::string& blockNode)
             numbers.insert(makedev(majorNumber, minorNumber));
     }
     return numbers;
+}
+
+std::vector<std::string> partitionNodes(const std::string& blockNode)
+{
+    const std::vector<fs::path> folders = deviceFolders(blockNode);
+    std::vector<std::string> nodes;
+    for (std::size_t i = 1; i < folders.size(); ++i)
+        nodes.push_back("/dev/" + folders[i].filename().string());
+    std::sort(nodes.begin(), nodes.end(), [](const std::string& one, const std::string& other) {
+        return std::make_pair(one.size(), one) < std::make_pair(other.size(), other);
+    });
+    return nodes;
 }
 
 std::string devicesBuiltOn(const std::string& blockNode)

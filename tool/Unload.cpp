@@ -1,13 +1,13 @@
 // `unload`: from a medium that may be mounted to one that can be taken out.
 
-#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
 #include "tool/Commands.h"
+#include "tool/Holders.h"
 #include "tool/LibraryLog.h"
-#include "tool/Mounts.h"
 #include "tool/SystemDrives.h"
 #include "tool/Volume.h"
 #include "unix/KRUnixMODiskImpl.h"
@@ -31,22 +31,6 @@ void unmountOurs(const Drive& drive)
     Volume volume(drive, MountedFor::everybody);
     volume.flush();
     volume.unmount();
-}
-
-/// The block node, which the kernel gives to one at a time: a file system that is mounted in any name space, and
-/// whatever else is built on the disk, keeps it.
-Descriptor openExclusively(const Drive& drive)
-{
-    Descriptor node(open(drive.node.c_str(), O_RDONLY | O_EXCL | O_NONBLOCK | O_CLOEXEC));
-    if (node.isOpen())
-        return node;
-    if (errno != EBUSY)
-        throw systemFailure(drive.node, errno);
-    const std::set<dev_t> devices = deviceNumbers(drive.node);
-    std::string text = drive.node + " is in use";
-    for (const Mount& mount : mountsOf(devices))
-        text += "\nmounted: " + mountText(mount);
-    throw Failure(statusDeviceFailed, text + holdersOf(devices) + devicesBuiltOn(drive.node));
 }
 
 template <class Step>
@@ -92,9 +76,9 @@ void tellOutcome(const Drive& drive, Output& output)
 
 void unloadMedium(const Arguments& arguments, Output& output)
 {
-    const Drive drive = reserveDrive(arguments.drive);
+    const Drive drive = reserveDrive(arguments.drive, arguments.fixed);
     unmountOurs(drive);
-    const Descriptor node = openExclusively(drive);
+    const Descriptor node = openExclusively(drive.node, deviceNumbers(drive.node));
     eject(drive, node);
     tellOutcome(drive, output);
 }

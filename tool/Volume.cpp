@@ -12,9 +12,8 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "tool/BootSector.h"
 #include "tool/LibraryLog.h"
-#include "tool/Mounts.h"
+#include "tool/MediumContents.h"
 #include "tool/SystemDrives.h"
 #include "unix/KRUnixMODiskImpl.h"
 
@@ -32,13 +31,21 @@ std::unique_ptr<KRHardDiskDrive> openByFactory(const std::string& name)
         dynamic_cast<KRHardDiskDrive*>(KRScsiMODiskDrive::instance(removableHardDisk, name, deviceId, true)));
 }
 
+/// The library has one code for whatever can't be mounted.
+Failure knownBetter(const Drive& drive, const Failure& failure)
+{
+    const std::string contents = unusableContents(drive.node);
+    return contents.empty() ? failure : Failure(statusDeviceFailed, contents);
+}
+
 /// A medium that is not ready has no partitions, but that is not what is wrong with it.
 Failure openFailure(const Drive& drive)
 {
+    const Failure failure = libraryFailure("no volume");
     const MediumState state = mediumState(drive.name);
-    if (state.ready.value_or(false))
-        return libraryFailure("no volume");
-    return {statusDeviceFailed, "the medium is not ready: " + state.text};
+    if (!state.ready.value_or(false))
+        return {statusDeviceFailed, "the medium is not ready: " + state.text};
+    return knownBetter(drive, failure);
 }
 
 /// The library takes a disk's name for a prefix, and another disk's may begin with it.
@@ -87,13 +94,6 @@ void requireFat(const Descriptor& root, const std::string& directory)
         throw Failure(statusDeviceFailed, "the file system on " + directory + " is not FAT");
 }
 
-/// What to do is the same, whoever noticed it.
-std::string damagedText(const std::string& partition, const std::string& sign)
-{
-    return "the file system on " + partition + " may be damaged: " + sign + "; unmount it and run fsck.fat " +
-           partition;
-}
-
 /// The mount would go where the link leads, and be found neither here nor by the library.
 void requireNoLink(const std::filesystem::path& path)
 {
@@ -106,6 +106,8 @@ void requireNoLink(const std::filesystem::path& path)
 Volume::Volume(const Drive& drive, MountedFor whom)
     : _drive(drive), _whom(whom), _visibleRoot(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC))
 {
+    if (!_visibleRoot.isOpen())
+        throw systemFailure("/", errno);
     if (whom == MountedFor::thisProcess)
         takeOwnMounts(); // before the library looks: it unmounts what a disk without partitions has mounted
     _library = openByFactory(drive.name);
@@ -164,18 +166,19 @@ bool Volume::mount()
     }
     if (isMounted() || openVisible().isOpen())
         return true;
+    const Failure failure = libraryFailure("not mounted", *_library);
     refuseForeignMount(_library->getMountPath(), before);
-    throw libraryFailure("not mounted", *_library);
+    if (isInUse(_partition))
+        requireFree();
+    throw knownBetter(_drive, failure);
 }
 
-// A file system that is mounted has the mark in any case, so one that is in use says nothing by it.
 void Volume::noticeDirtyMark()
 {
-    const std::optional<BootSector> unused = BootSector::of(_partition, O_EXCL);
-    if (_dirty || !unused || !unused->isFat() || !unused->isDirty())
+    if (!_warning.empty() || !isMarkedDirty(_partition).value_or(false))
         return;
-    _dirty = true;
-    tell("krmo: ", "warning: " + damagedText(_partition, "it was not unmounted in order"));
+    _warning = damagedText(_partition, dirtySign);
+    tell("krmo: ", "warning: " + _warning);
 }
 
 // A mount that was asked to be read-only is so by its own options, too.

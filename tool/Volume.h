@@ -9,6 +9,7 @@
 #include "drive/KRHardDiskDrive.h"
 #include "tool/Descriptor.h"
 #include "tool/Drive.h"
+#include "tool/Holders.h"
 
 namespace tool {
 
@@ -48,8 +49,8 @@ public:
     /// @return whether it had to. @throws Failure unless it is mounted then.
     bool mount();
 
-    /// Whether `mount` found the mark of a file system that was not unmounted in order.
-    bool isDirty() const { return _dirty; }
+    /// What `mount` told of the file system; empty: nothing.
+    const std::string& warning() const { return _warning; }
 
     /// @throws Failure where it is mounted and the kernel has made it read-only because of an error.
     void requireNoErrors() const;
@@ -64,6 +65,9 @@ public:
     /// @throws Failure, which names who keeps it, unless the medium is not mounted any more.
     void unmount();
 
+    /// @throws Failure, which names who it is, where somebody still has the partition mounted or keeps it otherwise.
+    void requireFree() const { openExclusively(_partition, _devices); }
+
 private:
     void noticeDirtyMark();
 
@@ -73,7 +77,7 @@ private:
     std::unique_ptr<KRHardDiskDrive> _library;
     std::string _directory;
     std::string _partition;
-    bool _dirty = false;
+    std::string _warning;
     std::set<dev_t> _devices; ///< of the disk and its partitions: the kernel forgets them with the drive
 };
 

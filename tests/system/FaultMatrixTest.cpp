@@ -117,6 +117,9 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
     }
 
     std::string directory() const { return mountOf(unit.partitionNode(1)); }
+
+    /// Where who runs has the medium; krmo has it for itself.
+    std::string place() const { return isHost ? directory() : ToolTest::directoryIn(tool, unit); }
     std::string codeText(unsigned long code) const { return code == 0 ? "" : lastError(*drive); }
     std::string countText(unsigned long count, std::size_t whole) const
     {
