@@ -1,31 +1,23 @@
 #include "tool/Destination.h"
 
-#include <sys/random.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <utility>
 
 #include "tool/Failure.h"
 #include "tool/MountedVolume.h"
-#include "tool/Text.h"
+#include "tool/StagingName.h"
 
 namespace tool {
 
 namespace {
 
-constexpr int mostStagings = 10;
 constexpr mode_t forAll = 0777; // under the umask
 constexpr mode_t forOwner = 0700;
-
-std::string stagingNameOf(int number)
-{
-    return stagingName + (number == 0 ? "" : "." + std::to_string(number));
-}
 
 struct statvfs spaceOf(const Folder& folder)
 {
@@ -36,27 +28,6 @@ struct statvfs spaceOf(const Folder& folder)
 }
 
 } // namespace
-
-bool isStagingName(const std::string& name)
-{
-    const std::string own = folded(name);
-    for (int number = 0; number < mostStagings; ++number) {
-        if (own == folded(stagingNameOf(number)))
-            return true;
-    }
-    return false;
-}
-
-bool leadsToStaging(const Folder& root, const std::string& name)
-{
-    const auto named = root.look(name);
-    for (int number = 0; named && number < mostStagings; ++number) {
-        const auto staging = root.look(stagingNameOf(number));
-        if (staging && isSame(*staging, *named))
-            return true;
-    }
-    return false;
-}
 
 std::uint64_t totalBytes(const Folder& folder)
 {
@@ -120,7 +91,7 @@ File Destination::reading(const Folder& folder, const std::string& name) const
 
 void Destination::makeStaging()
 {
-    _stagingName = isOnMedium() ? leftoverName() : uniqueName();
+    _stagingName = isOnMedium() ? leftoverName() : uniqueStagingName();
     _root.makeFolder(_stagingName, forOwner);
     _staging = _root.folder(_stagingName);
     if (isOnMedium())
@@ -138,29 +109,16 @@ void Destination::requireOutsideStaging() const
         throw Failure(statusWrongUse, first + " is the short name of the temporary folder");
 }
 
-/// Others may write there, and must not guess it.
-std::string Destination::uniqueName() const
-{
-    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz012345";
-    std::array<unsigned char, 6> random{};
-    if (getrandom(random.data(), random.size(), 0) == -1)
-        throw systemFailure("random number", errno);
-    std::string name = stagingNameOf(0) + ".";
-    for (const unsigned char number : random)
-        name += letters[number % letters.size()];
-    return name;
-}
-
 /// Removes what a put that was killed left; where that can't be done, the next name is taken.
 std::string Destination::leftoverName() const
 {
     for (int number = 0;; ++number) {
-        const std::string name = stagingNameOf(number);
+        const std::string name = stagingName(number);
         try {
             _root.remove(name);
             return name;
         } catch (const Failure& failure) {
-            if (number + 1 == mostStagings)
+            if (number + 1 == mostStagingNames)
                 throw;
             if (name != _stagingName) // once
                 tell("krmo: ",

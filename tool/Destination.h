@@ -15,15 +15,6 @@ namespace tool {
 
 class MountedVolume;
 
-/// Name of the temporary folder in a medium's root. Where one that was left can't be removed, a number follows.
-constexpr const char* stagingName = ".krmo-incomplete";
-
-/// Whether a name in a medium's root is one of a temporary folder.
-bool isStagingName(const std::string& name);
-
-/// Whether a name in a medium's root leads to a temporary folder, by FAT's short names as well.
-bool leadsToStaging(const Folder& root, const std::string& name);
-
 /// The size of the file system that a folder lies on.
 std::uint64_t totalBytes(const Folder& folder);
 
@@ -74,7 +65,6 @@ private:
     const Folder* reach(bool make);
     void requireOutsideStaging() const;
     std::string leftoverName() const;
-    std::string uniqueName() const;
 
     MountedVolume* _medium = nullptr;
     KRScsiMODiskDrive* _drive = nullptr;

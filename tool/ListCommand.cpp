@@ -7,11 +7,11 @@
 #include <ctime>
 
 #include "tool/Commands.h"
-#include "tool/Destination.h"
 #include "tool/Interrupts.h"
 #include "tool/MediumPath.h"
 #include "tool/MountedVolume.h"
 #include "tool/Problems.h"
+#include "tool/StagingName.h"
 #include "tool/Text.h"
 #include "tool/Volume.h"
 
@@ -126,7 +126,7 @@ void listFiles(const Arguments& arguments, Output& output)
     if (output.json()) {
         ordered_json entries = ordered_json::array();
         std::transform(list.begin(), list.end(), std::back_inserter(entries), asJson);
-        output.document({{"path", jsonText("/" + path)}, {"entries", entries}});
+        output.document({{"path", jsonText("/" + path)}, {"warning", volume.warning()}, {"entries", entries}});
     } else {
         for (const Listed& file : list)
             output.line(asLine(file, output));

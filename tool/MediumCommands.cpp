@@ -7,6 +7,8 @@
 #include "tool/MediumPath.h"
 #include "tool/MountedVolume.h"
 #include "tool/Progress.h"
+#include "tool/SourcePaths.h"
+#include "tool/StagingName.h"
 #include "tool/Text.h"
 #include "tool/Transfer.h"
 #include "tool/TreeWalk.h"

@@ -60,7 +60,4 @@ private:
     std::set<Number> _numbers;                       ///< theirs
 };
 
-/// The SOURCEs of a command line. Each path is resolved by the kernel up to its last name, once.
-std::vector<CopySource> planSources(const std::vector<std::string>& paths, Problems& problems);
-
 } // namespace tool

@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Faults.h"
 #include "lab/drives/Media.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
@@ -37,7 +37,7 @@ struct AttackTest : ToolTest {
 
 TEST_F(AttackTest, AFolderThatBecomesALinkIsNotReadThrough)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     file("secret/inner", 7);
     file("tree/sub/inner", 7);
     putAndStopIn(drive, large + " " + folder + "/tree");
@@ -49,7 +49,7 @@ TEST_F(AttackTest, AFolderThatBecomesALinkIsNotReadThrough)
 
 TEST_F(AttackTest, ATemporaryFolderThatBecomesALinkIsNotWrittenThrough)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string other = folder + "/other";
     fs::create_directories(other);
     file("tree/sub/inner", 7);
@@ -79,7 +79,7 @@ TEST_F(AttackTest, ASourceThatChangesMeanwhileIsNotCalledCopied)
         {"printf x >>later", "later: has another size than before"},
     };
     for (const auto& one : cases) {
-        const lab::EmulatedDrive drive = drives.add();
+        const lab::EmulatedDrive drive = add();
         file("large", 30'000'000);
         putAndStopIn(drive, large + " " + file("later", 30'000'000));
         lab::runCommand({"sh", "-c", "cd " + folder + " && " + one.change});
@@ -94,7 +94,7 @@ TEST_F(AttackTest, ASourceThatChangesMeanwhileIsNotCalledCopied)
 TEST_F(AttackTest, TablesAndNamesThatTheDriveLosesAreNoticed)
 {
     for (const int unmount : {1, 2}) {
-        const lab::EmulatedDrive drive = drives.add();
+        const lab::EmulatedDrive drive = add();
         put.start("exec '" KRMO_TOOL "' put --verbose " + drive.genericNode + " " + file("small", 10));
         put.runBehind("Issuing unmount command", unmount);
         lab::overwriteSectors(drive.blockNode, 2052, 450, "cat /dev/zero");
@@ -105,7 +105,7 @@ TEST_F(AttackTest, TablesAndNamesThatTheDriveLosesAreNoticed)
 
 TEST_F(AttackTest, AKernelOrAFileSystemThatKnowsLessIsTold)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const auto refused = [](const char* call, int error) {
         return std::string("REFUSED=") + call + " REFUSED_WITH=" + std::to_string(error) + " LD_PRELOAD=$LD_PRELOAD:'" +
                KRMO_STAND_IN "'";
@@ -128,7 +128,7 @@ TEST_F(AttackTest, AKernelOrAFileSystemThatKnowsLessIsTold)
 // 512 entries fit into the root of a FAT16; the temporary folder takes three.
 TEST_F(AttackTest, AFullRootIsTold)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
     for (int i = 100; i < 100 + 512 - 3; ++i)
         std::ofstream(directoryOf(drive) + "/F" + std::to_string(i));

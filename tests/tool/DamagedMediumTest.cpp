@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "lab/drives/Command.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
@@ -37,7 +37,7 @@ private:
 };
 
 struct DamagedMediumTest : ToolTest {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
 
     void put(const std::string& source) { ASSERT_TRUE(ended(run("put " + drive.genericNode + " " + source), 0)); }
     ToolResult get(const std::string& path) const

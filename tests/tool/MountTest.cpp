@@ -11,11 +11,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "lab/drives/Command.h"
 #include "lab/drives/Faults.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Waiting.h"
-#include "lab/support/Descriptor.h"
+#include "lab/support/SystemCall.h"
+#include "lab/support/Process.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
@@ -51,7 +51,7 @@ struct MountTest : ToolTest {
 
 TEST_F(MountTest, NobodyElseSeesAMountAndAKilledToolLeavesNone)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     for (const bool shared : {false, true}) {
         SCOPED_TRACE(shared ? "shared root" : "private root");
         setRootShared(shared);
@@ -67,7 +67,7 @@ TEST_F(MountTest, NobodyElseSeesAMountAndAKilledToolLeavesNone)
 
 TEST_F(MountTest, AKilledToolLeavesNoMountOnceItsProgramHasEnded)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string fifo = folder + "/fifo";
     lab::runCommand({"mkfifo", fifo});
     lab::replaceProgram("/bin/umount", "read line <" + fifo);
@@ -82,7 +82,7 @@ TEST_F(MountTest, AKilledToolLeavesNoMountOnceItsProgramHasEnded)
 
 TEST_F(MountTest, AHostThatMountsMeanwhileKeepsItsMount)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string directory = directoryOf(drive);
     ASSERT_TRUE(ended(run("put " + drive.genericNode + " " + file("kept", 9)), 0));
     const std::string commands[] = {"ls " + drive.genericNode,
@@ -112,7 +112,7 @@ TEST_F(MountTest, AHostThatMountsMeanwhileKeepsItsMount)
 
 TEST_F(MountTest, AHostThatHasMountedCanWriteAndNotUnmount)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string directory = directoryOf(drive);
     for (const bool shared : {false, true}) {
         SCOPED_TRACE(shared ? "shared root" : "private root");
@@ -133,7 +133,7 @@ TEST_F(MountTest, AHostThatHasMountedCanWriteAndNotUnmount)
 
 TEST_F(MountTest, AnUnmountTellsWhoStillHasTheMedium)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
     tool.start("exec unshare --mount sh -c 'echo apart; exec yes'");
     tool.runBehind("apart", 1);
@@ -149,7 +149,7 @@ TEST_F(MountTest, AnUnmountTellsWhoStillHasTheMedium)
 
 TEST_F(MountTest, WhoeverKeepsTheMediumOtherwiseIsNamed)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string mine = "process " + std::to_string(getpid());
     for (const std::string& node : {drive.blockNode, drive.partitionNode(1)}) {
         const lab::Descriptor holder(::open(node.c_str(), O_RDONLY | O_EXCL));
@@ -160,7 +160,7 @@ TEST_F(MountTest, WhoeverKeepsTheMediumOtherwiseIsNamed)
 
 TEST_F(MountTest, AMediumThatMayBeDamagedIsToldOfBeforeItIsWrittenTo)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string unit = drive.genericNode + " ";
     const std::string fsck = "run fsck.fat " + drive.partitionNode(1);
     for (const auto& [bits, mark] : {std::make_pair("16", "37"), std::make_pair("32", "65")}) {
@@ -188,7 +188,7 @@ TEST_F(MountTest, AMediumThatMayBeDamagedIsToldOfBeforeItIsWrittenTo)
 
 TEST_F(MountTest, AMediumThatWasExchangedUnderAMountIsNotWrittenTo)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string put = "put --force " + drive.genericNode + " " + file("some", 9);
     for (const auto& [bits, identifier] : {std::make_pair("16", 39), std::make_pair("32", 67)}) {
         SCOPED_TRACE(bits);
@@ -208,7 +208,7 @@ TEST_F(MountTest, AMediumThatWasExchangedUnderAMountIsNotWrittenTo)
 
 TEST_F(MountTest, EverySignalThatCanBeCaughtLeavesNothingBehind)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     for (const int signal : {SIGUSR1, SIGALRM, SIGXCPU, SIGPWR, SIGRTMIN}) {
         putAndStop(drive);
         tool.kill(signal);
@@ -224,7 +224,7 @@ TEST_F(MountTest, EverySignalThatCanBeCaughtLeavesNothingBehind)
 
 TEST_F(MountTest, NothingWaitsForAHeldScanOrForTheReaderOfALog)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     fs::create_directory("/temp");
     std::ofstream("/temp/test.sleep").close();
     tool.start("exec '" KRMO_TOOL "' ls --verbose " + drive.genericNode);
@@ -243,7 +243,7 @@ TEST_F(MountTest, NothingWaitsForAHeldScanOrForTheReaderOfALog)
 
 TEST_F(MountTest, AFixedDiskIsUsedOnlyIfThatIsAskedFor)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string unit = " " + drive.genericNode + " ";
     const std::string removable = "/sys/block/" + drive.blockNode.substr(5) + "/removable";
     const std::string serial = json::parse(run("drives --json").said)["drives"].at(0)["serial"];
@@ -267,7 +267,7 @@ TEST_F(MountTest, AFixedDiskIsUsedOnlyIfThatIsAskedFor)
 
 TEST_F(MountTest, TheCallersPathIsNotSearched)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     for (const char* const program : {"mount", "umount", "parted", "eject"}) {
         std::ofstream(folder + "/" + program) << "#!/bin/sh\ntouch " << folder << "/back/ran\n";
         fs::permissions(folder + "/" + program, fs::perms::owner_all);
@@ -278,7 +278,7 @@ TEST_F(MountTest, TheCallersPathIsNotSearched)
 
 TEST_F(MountTest, InfoTellsWhatIsThere)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string info = "info " + drive.blockNode;
     lab::runCommand({"mount", drive.partitionNode(1), folder + "/back"});
     EXPECT_TRUE(ended(run(info), 0, "mounted elsewhere  " + drive.partitionNode(1) + " on " + folder + "/back"));
@@ -309,7 +309,7 @@ TEST_F(MountTest, WhatIsOnAMediumWithoutAUsablePartitionIsTold)
     for (const auto& one : cases) {
         SCOPED_TRACE(one.said);
         const lab::EmulatedDrive drive =
-            drives.add({lab::DriveType::disk, one.label, lab::FileSystem::vfat, one.partitions});
+            add({lab::DriveType::disk, one.label, lab::FileSystem::vfat, one.partitions});
         lab::runCommand({"blockdev", "--rereadpt", drive.blockNode});
         if (one.firstSector != nullptr)
             lab::overwriteSectors(drive.blockNode, 2048, 1,

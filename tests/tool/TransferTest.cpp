@@ -122,7 +122,7 @@ TEST_F(ToolTest, WhatEndsAPutLeavesWhatIsFinishedAndNothingElse)
 
 TEST_F(ToolTest, AllObstaclesAreToldBeforeAnythingIsWritten)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     file("tree/GOOD", 1);
     file("tree/good", 1);
     file("tree/what?", 1);
@@ -141,7 +141,7 @@ TEST_F(ToolTest, AllObstaclesAreToldBeforeAnythingIsWritten)
 
 TEST_F(ToolTest, AnEarlierPutIsGoneOnWithByTimes)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string put = "put " + drive.genericNode + " " + folder + "/tree --skip-existing";
     file("tree/sub/other", 5);
     lab::runCommand({"touch", "-d", "2001-02-03 04:05:07.9 UTC", file("tree/sub/same", 5), folder + "/tree/sub"});
@@ -158,7 +158,7 @@ TEST_F(ToolTest, AnEarlierPutIsGoneOnWithByTimes)
 
 TEST_F(ToolTest, WhatIsLeftAndStaysIsMarkedAndInNobodysWay)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
     const std::string left = directoryOf(drive) + "/.krmo-incomplete";
     fs::create_directory(left);
@@ -174,7 +174,7 @@ TEST_F(ToolTest, WhatIsLeftAndStaysIsMarkedAndInNobodysWay)
 
 TEST_F(ToolTest, ThatTheDataAreThereIsToldThoughTheUnmountFails)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     const std::string count = folder + "/count";
     lab::replaceProgram("/bin/umount", "echo >>" + count + "; exec \"$0.away\" \"$@\"");
     const std::string put = "put --force " + drive.genericNode + " " + file("small", 5);
@@ -190,7 +190,7 @@ TEST_F(ToolTest, ThatTheDataAreThereIsToldThoughTheUnmountFails)
 
 TEST_F(ToolTest, TheDriveIsKeptBusyAsOneGoes)
 {
-    const lab::EmulatedDrive drive = drives.add();
+    const lab::EmulatedDrive drive = add();
     putAndStop(drive); // behind 5 MiB, of which 3 may be under way
     std::ifstream statistics("/sys/block/" + drive.blockNode.substr(5) + "/stat");
     std::vector<std::uint64_t> numbers{std::istream_iterator<std::uint64_t>(statistics), {}};
