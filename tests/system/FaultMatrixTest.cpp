@@ -265,7 +265,7 @@ void unplugForAWait(FaultMatrix& test)
 
 void takeDescriptors(FaultMatrix& test)
 {
-    test.before = "ulimit -n 10; ";
+    test.before = "ulimit -n 11; ";
     while (test.isHost && dup(STDIN_FILENO) != -1) {
     }
 }
