@@ -22,7 +22,7 @@ void onMedium(Step step)
 bool isThere(const Folder& folder, const CopyEntry& entry)
 {
     const auto found = folder.look(entry.name);
-    return found && S_ISDIR(found->st_mode) == entry.folder &&
+    return found && (S_ISDIR(found->st_mode) ? entry.folder : !entry.folder) &&
            (entry.folder || static_cast<std::uint64_t>(found->st_size) == entry.bytes);
 }
 

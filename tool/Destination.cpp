@@ -113,7 +113,7 @@ void Destination::requireOutsideStaging() const
 std::string Destination::leftoverName() const
 {
     for (int number = 0;; ++number) {
-        const std::string name = stagingName(number);
+        std::string name = stagingName(number);
         try {
             _root.remove(name);
             return name;

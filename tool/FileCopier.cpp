@@ -23,19 +23,22 @@ std::uint64_t continuedSum(std::uint64_t sum, const char* block, std::size_t len
     return sum * prime + std::hash<std::string_view>()(std::string_view(block, length));
 }
 
+bool differ(const timespec& one, const timespec& other)
+{
+    return one.tv_sec != other.tv_sec || one.tv_nsec != other.tv_nsec;
+}
+
 bool isTorn(const struct stat& before, const struct stat& after)
 {
-    const auto differ = [](const timespec& one, const timespec& other) {
-        return one.tv_sec != other.tv_sec || one.tv_nsec != other.tv_nsec;
-    };
     return before.st_size != after.st_size || differ(before.st_mtim, after.st_mtim) ||
            differ(before.st_ctim, after.st_ctim) || !isSame(before, after);
 }
 
-/// @param number whether the file system gives a file the same number at any time; FAT makes numbers up.
-void requirePlanned(const CopyEntry& entry, const struct stat& file, bool number)
+/// FAT makes a number up whenever it looks at a file; so a number alone tells nothing.
+void requirePlanned(const CopyEntry& entry, const struct stat& file)
 {
-    if (number && (file.st_dev != entry.device || file.st_ino != entry.number))
+    const bool other = file.st_dev != entry.device || file.st_ino != entry.number;
+    if (other && differ(file.st_mtim, entry.modified))
         throw Failure(statusDeviceFailed, "was exchanged for another file meanwhile");
     if (static_cast<std::uint64_t>(file.st_size) != entry.bytes)
         throw Failure(statusDeviceFailed, "has another size than before");
@@ -48,27 +51,27 @@ FileCopier::FileCopier(const Destination& destination, const TransferRules& rule
 {
 }
 
-void FileCopier::copy(const Folder& from, const Folder& to, CopyEntry& entry)
+void FileCopier::copy(const Folder& from, const Folder& target, CopyEntry& entry)
 {
     File file = onSource([&] { return File::reading(from, entry.name, _rules.source); });
     try {
-        copyData(file, to, entry);
+        copyData(file, target, entry);
     } catch (const SourceFailure&) {
-        to.remove(entry.name);
+        target.remove(entry.name);
         throw;
     }
 }
 
-void FileCopier::copyData(File& source, const Folder& to, CopyEntry& entry)
+void FileCopier::copyData(File& source, const Folder& target, CopyEntry& entry)
 {
     const struct stat before = onSource([&] { return source.status(); });
-    onSource([&] { requirePlanned(entry, before, _rules.source == nullptr); });
+    onSource([&] { requirePlanned(entry, before); });
     entry.modified = before.st_mtim;
-    File target = _destination.newFile(to, entry.name);
+    File copy = _destination.newFile(target, entry.name);
     std::uint64_t done = 0;
     forEachBlock(source, entry.bytes, [&](std::size_t count) {
-        target.write(_buffer.data(), count);
-        _writeBack.wrote(target, done, count);
+        copy.write(_buffer.data(), count);
+        _writeBack.wrote(copy, done, count);
         done += count;
         if (_rules.verify)
             entry.sum = continuedSum(entry.sum, _buffer.data(), count);
@@ -78,8 +81,8 @@ void FileCopier::copyData(File& source, const Folder& to, CopyEntry& entry)
             throw Failure(statusDeviceFailed, "changed while it was copied");
     });
     if (_rules.keepTimes)
-        target.setModified(entry.modified);
-    target.open();
+        copy.setModified(entry.modified);
+    copy.open();
 }
 
 template <class Consume>

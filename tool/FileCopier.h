@@ -19,7 +19,7 @@ public:
 
     /// Copies a file of one folder to another; notes in the entry what it had in it.
     /// @throws SourceFailure where it can't be read or changes meanwhile; nothing is left of the copy then.
-    void copy(const Folder& from, const Folder& to, CopyEntry& entry);
+    void copy(const Folder& from, const Folder& target, CopyEntry& entry);
 
     /// @throws Failure unless a file has the time and the data of an entry that was copied.
     void compare(const Folder& folder, const CopyEntry& entry);
@@ -28,7 +28,7 @@ public:
     void forget() { _writeBack.forget(); }
 
 private:
-    void copyData(File& source, const Folder& to, CopyEntry& entry);
+    void copyData(File& source, const Folder& target, CopyEntry& entry);
 
     template <class Consume>
     void forEachBlock(File& file, std::uint64_t bytes, Consume consume);

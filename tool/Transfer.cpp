@@ -80,13 +80,13 @@ void Transfer::runGroup(const Group& group)
 
 void Transfer::copy(CopySource& source)
 {
-    EntryFolders from(source, *source.folder);
-    EntryFolders to(source, _destination.staging());
+    EntryFolders origins(source, *source.folder);
+    EntryFolders targets(source, _destination.staging());
     for (std::size_t i = 0; i < source.entries.size(); ++i) {
         if (source.entries[i].place == Place::skipped)
             continue;
         try {
-            onEntry(source, i, "", [&] { copyEntry(source, i, from, to); });
+            onEntry(source, i, "", [&] { copyEntry(source, i, origins, targets); });
         } catch (const SourceFailure& failure) {
             if (!_rules.goOn)
                 throw;
@@ -98,17 +98,17 @@ void Transfer::copy(CopySource& source)
         keepFolderTimes(source);
 }
 
-void Transfer::copyEntry(CopySource& source, std::size_t index, EntryFolders& from, EntryFolders& to)
+void Transfer::copyEntry(CopySource& source, std::size_t index, EntryFolders& origins, EntryFolders& targets)
 {
     constexpr mode_t forAll = 0777; // under the umask
     CopyEntry& entry = source.entries[index];
-    const Folder& folder = to.of(index);
+    const Folder& folder = targets.of(index);
     if (entry.folder) {
         if (folder.look(entry.name))
             throw Failure(statusWrongUse, "has the same name as another one there");
         return folder.makeFolder(entry.name, forAll);
     }
-    const Folder& origin = onSource([&]() -> const Folder& { return from.of(index); });
+    const Folder& origin = onSource([&]() -> const Folder& { return origins.of(index); });
     _copier.copy(origin, folder, entry);
 }
 

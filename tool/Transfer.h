@@ -34,7 +34,7 @@ private:
     void copyAll(std::vector<CopySource>& sources);
     void runGroup(const Group& group);
     void copy(CopySource& source);
-    void copyEntry(CopySource& source, std::size_t index, EntryFolders& from, EntryFolders& to);
+    void copyEntry(CopySource& source, std::size_t index, EntryFolders& origins, EntryFolders& targets);
     void keepFolderTimes(const CopySource& source);
     void publish(const CopySource& source);
     std::string withdraw();

@@ -28,8 +28,8 @@ public:
     /// Where the entry of a name stands, as FAT writes it: "NAME    EXT".
     std::size_t entry(const std::string& name, std::size_t from = 0) const { return _bytes.find(name, from); }
 
-    std::string field(std::size_t at, std::size_t length) const { return _bytes.substr(at, length); }
-    void set(std::size_t at, const std::string& value) { _bytes.replace(at, value.size(), value); }
+    std::string field(std::size_t offset, std::size_t length) const { return _bytes.substr(offset, length); }
+    void set(std::size_t offset, const std::string& value) { _bytes.replace(offset, value.size(), value); }
 
 private:
     std::fstream _file;

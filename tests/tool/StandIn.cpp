@@ -19,10 +19,10 @@ static bool isRefused(std::string_view call)
     return true;
 }
 
-extern "C" int renameat2(int from, const char* old, int to, const char* fresh, unsigned int flags)
+extern "C" int renameat2(int source, const char* old, int target, const char* fresh, unsigned int flags)
 {
     static const auto next = reinterpret_cast<decltype(&renameat2)>(dlsym(RTLD_NEXT, "renameat2"));
-    return isRefused("renameat2") && flags != 0 ? -1 : next(from, old, to, fresh, flags);
+    return isRefused("renameat2") && flags != 0 ? -1 : next(source, old, target, fresh, flags);
 }
 
 extern "C" long syscall(long number, ...)
