@@ -10,6 +10,7 @@ set(KRMO_PUBLIC_HEADERS
   drive/KRHardDiskDrive.h
   drive/KRScsiMODiskDrive.h
   drive/KrCriticalSection.h
+  platform/KRMediaCodes.h
   platform/KRQuadWord.h
   platform/KrCriticalSectionH.h
   platform/KrException.h

@@ -8,25 +8,27 @@
 
 namespace {
 
-constexpr unsigned long reservedCode = 987;
-
-const Operation createFileOperation("KRScsiMODiskDrive::createFile");
-const Operation closeHandleOperation("KRScsiMODiskDrive::closeHandle");
-const Operation freeSpaceOperation("KRScsiMODiskDrive::getDiscFreeSpace");
-const Operation readFileOperation("KRScsiMODiskDrive::readFile");
-const Operation writeFileOperation("KRScsiMODiskDrive::writeFile");
-const Operation createDirOperation("KRScsiMODiskDrive::createDir");
+constexpr Operation createFileOperation("In call KRScsiMODiskDrive::createFile().");
+constexpr Operation closeHandleOperation("In call KRScsiMODiskDrive::closeHandle().");
+constexpr Operation freeSpaceOperation("In call KRScsiMODiskDrive::getDiscFreeSpace().");
+constexpr Operation readFileOperation("In call KRScsiMODiskDrive::readFile().");
+constexpr Operation writeFileOperation("In call KRScsiMODiskDrive::writeFile().");
+constexpr Operation createDirOperation("In call KRScsiMODiskDrive::createDir().");
 
 } // namespace
 
 int KRScsiMODiskDrive::createFile(const std::string& path, int accessMode, int openExisting)
 {
-    const int handle = OperationPattern::fileOperation<int>(*this, createFileOperation, [&](KRBaseMODiskImpl& backend) {
-        return backend.create_file(path, accessMode, openExisting);
+    int handle = 0;
+    OperationPattern::onBackend(*this, createFileOperation, [&](KRBaseMODiskImpl& backend) {
+        handle = backend.create_file(path, accessMode, openExisting);
+        if (handle != 0)
+            return;
+        OperationPattern::copyBackendError(*this);
+        // With this code the backend's kind would decide. Nothing hangs on it today.
+        if (_errorCode == KRErrorCode::reserved)
+            static_cast<void>(backend.getImplType());
     });
-    // Reserved: with this code the backend's kind would decide. Nothing hangs on it today.
-    if (handle == 0 && _errorCode == reservedCode)
-        static_cast<void>(_impl->getImplType());
     return handle;
 }
 

@@ -7,16 +7,14 @@
 namespace {
 
 constexpr long timeOutSeconds = 60;
-constexpr unsigned long wrongMountArguments = 997;
-constexpr unsigned long notFat32 = 930;
 
-const Operation openOperation("KRHardDiskDrive::open");
-const Operation loadOperation("KRHardDiskDrive::load");
-const Operation unloadOperation("KRHardDiskDrive::unload");
+constexpr Operation openOperation("In call KRHardDiskDrive::open().");
+constexpr Operation loadOperation("In call KRHardDiskDrive::load().");
+constexpr Operation unloadOperation("In call KRHardDiskDrive::unload().");
 
 // These two speak with the base class's name: hosts look for the lines in this form.
-const Operation mountOperation("KRScsiMODiskDrive::mount");
-const Operation unmountOperation("KRScsiMODiskDrive::unmount");
+constexpr Operation mountOperation("In call KRScsiMODiskDrive::mount().");
+constexpr Operation unmountOperation("In call KRScsiMODiskDrive::unmount().");
 
 } // namespace
 
@@ -61,23 +59,30 @@ unsigned long KRHardDiskDrive::unload()
     OperationPattern::enter(*this, unloadOperation);
     if (_impl == nullptr || _impl->GetHandle() == -1)
         return 0;
+    bool done = false;
     // The text of an exception names load: hosts know it so.
-    OperationPattern::guard(*this, loadOperation.exception, [this] {
+    OperationPattern::guard(*this, loadOperation, [this, &done] {
         const auto timeOut = [this] { return static_cast<unsigned long>(unloadTimeOut()); };
-        if (!_impl->DoUnload(timeOut()) || !_impl->DoEject(timeOut()))
+        done = _impl->DoUnload(timeOut()) && _impl->DoEject(timeOut());
+        if (!done)
             OperationPattern::copyBackendError(*this);
     });
-    return _errorCode;
+    return done ? 0 : _errorCode; // what the host's callback stored meanwhile is no failure
 }
 
 unsigned long KRHardDiskDrive::mount()
 {
-    const unsigned long code =
-        OperationPattern::forward(*this, mountOperation, [](KRBaseMODiskImpl& backend) { return backend.DoMount(); });
-    if (code != wrongMountArguments)
-        return code;
-    SetErrorCode(notFat32, "Either the media is not FAT32 formated or wrong arguments to mount.");
-    return notFat32;
+    bool isNotFat32 = false;
+    OperationPattern::onBackend(*this, mountOperation, [&](KRBaseMODiskImpl& backend) {
+        if (backend.DoMount())
+            return;
+        OperationPattern::copyBackendError(*this);
+        if (_errorCode != KRErrorCode::wrongArguments)
+            return;
+        SetErrorCode(KRErrorCode::notFat32, "Either the media is not FAT32 formated or wrong arguments to mount.");
+        isNotFat32 = true;
+    });
+    return isNotFat32 ? KRErrorCode::notFat32 : _errorCode; // whatever a derived class keeps of it
 }
 
 unsigned long KRHardDiskDrive::unmount()

@@ -8,14 +8,8 @@ KRScsiMODiskDrive::LogMessageCallback KRScsiMODiskDrive::m_gpLogMessageCallbackF
 
 namespace {
 
-const Operation openOperation("KRScsiMODiskDrive::open");
-const Operation closeOperation("KRScsiMODiskDrive::close");
-
-/// 11002 lies within the hard disks' numbers and is none of them.
-bool isHardDisk(int deviceType)
-{
-    return deviceType > 11000 && deviceType <= 11999 && deviceType != 11002;
-}
+constexpr Operation openOperation("In call KRScsiMODiskDrive::open().");
+constexpr Operation closeOperation("In call KRScsiMODiskDrive::close().");
 
 } // namespace
 
@@ -24,7 +18,7 @@ KRScsiMODiskDrive* KRScsiMODiskDrive::instance(int deviceType, const std::string
 {
     LogMessage(traceLevel, noDevice, "In KRScsiMODiskDrive::instance()");
     std::unique_ptr<KRScsiMODiskDrive> drive;
-    if (isHardDisk(deviceType))
+    if (KRDeviceType::isHardDisk(deviceType))
         drive = std::make_unique<KRHardDiskDrive>(devicePath, deviceType, deviceId, openFlag);
     LogMessage(traceLevel, noDevice, "Going to Open() the volume");
     if (drive && !drive->open(openFlag))

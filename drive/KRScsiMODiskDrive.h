@@ -15,7 +15,7 @@
 ///     if (drive->mount() != 0) { std::string reason; drive->getLastError(reason); ... }
 ///
 /// Every operation but the queries logs its entry at level 3, and lets no exception out. Those that touch the device
-/// reset the error state first and then leave one of these in it:
+/// reset the error state first and then leave one of these in it (`platform/KRMediaCodes.h` names the codes):
 ///
 /// | code  | text                                       | when                                                   |
 /// |-------|--------------------------------------------|--------------------------------------------------------|

@@ -7,14 +7,12 @@
 
 namespace {
 
-constexpr unsigned long noLogicalDrive = 770;
-
-const Operation loadOperation("KRScsiMODiskDrive::load");
-const Operation unloadOperation("KRScsiMODiskDrive::unload");
-const Operation eraseOperation("KRScsiMODiskDrive::eraseDisk");
-const Operation serialNumberOperation("KRScsiMODiskDrive::getSerialNumber");
-const Operation logicalVolumeOperation("KRScsiMODiskDrive::getLogicalVolume");
-const Operation wormOperation("KRScsiMODiskDrive::isMediaWORM");
+constexpr Operation loadOperation("In call KRScsiMODiskDrive::load().");
+constexpr Operation unloadOperation("In call KRScsiMODiskDrive::unload().");
+constexpr Operation eraseOperation("In call KRScsiMODiskDrive::eraseDisk().");
+constexpr Operation serialNumberOperation("In call KRScsiMODiskDrive::getSerialNumber().");
+constexpr Operation logicalVolumeOperation("In call KRScsiMODiskDrive::getLogicalVolume().");
+constexpr Operation wormOperation("In call KRScsiMODiskDrive::isMediaWORM().");
 
 } // namespace
 
@@ -37,10 +35,10 @@ unsigned long KRScsiMODiskDrive::getLogicalVolume(std::string& volume)
     // The entry line comes twice, and an exception is told with eraseDisk's text: hosts know the lines so.
     LogEventMessage(traceLevel, logicalVolumeOperation.entry);
     OperationPattern::enter(*this, logicalVolumeOperation);
-    OperationPattern::guard(*this, eraseOperation.exception, [&] {
+    OperationPattern::guard(*this, eraseOperation, [&] {
         if (_logicalDrive.empty() && !KRUnixMODiskImpl::GetLogicaldriveLetter(_devicePath, _logicalDrive)) {
             LogEventMessage(traceLevel, "Failed to find out the logical drive letter for " + _devicePath + ".");
-            _errorCode = noLogicalDrive;
+            _errorCode = KRErrorCode::logicalDriveNotFound;
         }
         volume = _logicalDrive;
     });

@@ -1,37 +1,44 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
+#include "backend/ConstantText.h"
 #include "backend/HostLog.h"
 #include "drive/KRScsiMODiskDrive.h"
+#include "platform/KRMediaCodes.h"
 
-/// Internal: the texts of a front-end operation, which are all made of its name.
-struct Operation {
-    explicit Operation(const std::string& name)
-        : entry("In call " + name + "()."), noAccess(name + "(): can't access the device."),
-          exception(name + "() caught the exception.")
+/// Internal: the texts of a front-end operation, which are all made of its name. A constant: it is there as long as
+/// the library's code is.
+class Operation {
+public:
+    /// @param entryLine "In call CLASS::OPERATION()."
+    template <std::size_t size>
+    constexpr explicit Operation(const char (&entryLine)[size])
+        : entry(entryLine), _call(std::string_view(entryLine).substr(8, size - 10))
     {
     }
 
-    const std::string entry;
-    const std::string noAccess;
-    const std::string exception;
+    std::string noAccess() const { return std::string(_call) + ": can't access the device."; }
+    std::string exception() const { return std::string(_call) + " caught the exception."; }
+
+    const ConstantText entry;
+
+private:
+    std::string_view _call; // "CLASS::OPERATION()"
 };
 
 /// Internal: the error convention of the front end. Each operation is one call of these.
 class OperationPattern {
 public:
-    static constexpr unsigned long noAccessCode = 994;
-    static constexpr unsigned long exceptionCode = 1100;
-
-    /// Runs the body; an exception ends here, as a code and a text.
+    /// Runs the body; an exception ends here, as a code and the operation's text.
     template <class Body>
-    static void guard(KRScsiMODiskDrive& drive, const std::string& exceptionText, Body body)
+    static void guard(KRScsiMODiskDrive& drive, const Operation& operation, Body body)
     {
         try {
             body();
         } catch (...) {
-            drive.SetErrorCode(exceptionCode, exceptionText);
+            drive.SetErrorCode(KRErrorCode::exceptionCaught, operation.exception());
         }
     }
 
@@ -51,11 +58,11 @@ public:
     static void onBackend(KRScsiMODiskDrive& drive, const Operation& operation, Body body)
     {
         enter(drive, operation);
-        guard(drive, operation.exception, [&] {
+        guard(drive, operation, [&] {
             if (drive.isValid())
                 body(*drive._impl);
             else
-                drive.SetErrorCode(noAccessCode, operation.noAccess);
+                drive.SetErrorCode(KRErrorCode::noAccess, operation.noAccess());
         });
     }
 

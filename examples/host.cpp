@@ -13,12 +13,10 @@
 #include <vector>
 
 #include "drive/KRHardDiskDrive.h"
+#include "platform/KRMediaCodes.h"
 
 namespace {
 
-constexpr int removableHardDisk = 11001;
-constexpr int forReading = 0;
-constexpr int forReadingAndWriting = 2;
 constexpr int createIfMissing = 0;
 constexpr std::size_t blockLength = 1 << 20;
 
@@ -43,7 +41,8 @@ bool transfer(KRScsiMODiskDrive& drive, const std::string& path, int accessMode,
     const int handle = drive.createFile(path, accessMode, createIfMissing);
     if (handle <= 0)
         return failed(drive, "createFile");
-    const auto step = accessMode == forReading ? &KRScsiMODiskDrive::readFile : &KRScsiMODiskDrive::writeFile;
+    const auto step =
+        accessMode == KRAccessMode::forReading ? &KRScsiMODiskDrive::readFile : &KRScsiMODiskDrive::writeFile;
     std::size_t done = 0;
     while (done < data.size()) {
         const std::size_t length = std::min(blockLength, data.size() - done);
@@ -53,7 +52,7 @@ bool transfer(KRScsiMODiskDrive& drive, const std::string& path, int accessMode,
         done += count;
     }
     drive.closeHandle(handle);
-    return done == data.size() || failed(drive, accessMode == forReading ? "readFile" : "writeFile");
+    return done == data.size() || failed(drive, accessMode == KRAccessMode::forReading ? "readFile" : "writeFile");
 }
 
 /// Mounts the medium. Where this fails, stop: the mount path is a plain directory of the root file system then, and
@@ -80,7 +79,7 @@ bool useDrive(KRHardDiskDrive& drive)
     std::generate(data.begin(), data.end(), std::mt19937());
     if (drive.createDir(directory) != 0)
         return failed(drive, "createDir");
-    if (!transfer(drive, directory + "/data.bin", forReadingAndWriting, data))
+    if (!transfer(drive, directory + "/data.bin", KRAccessMode::forReadingAndWriting, data))
         return false;
     std::printf("wrote %zu bytes to %s/data.bin\n", data.size(), directory.c_str());
 
@@ -88,7 +87,7 @@ bool useDrive(KRHardDiskDrive& drive)
     if (drive.unmount() != 0)
         return failed(drive, "unmount");
     std::vector<char> readBack(data.size());
-    if (!mount(drive) || !transfer(drive, directory + "/data.bin", forReading, readBack))
+    if (!mount(drive) || !transfer(drive, directory + "/data.bin", KRAccessMode::forReading, readBack))
         return false;
     std::printf("read them back: %s\n", readBack == data ? "the same" : "THEY DIFFER");
 
@@ -113,7 +112,8 @@ int main(int argc, char** argv)
     bool good = argc > 1;
     for (int i = 1; i < argc; ++i) {
         std::printf("--- drive %s\n", argv[i]);
-        std::unique_ptr<KRScsiMODiskDrive> drive(KRScsiMODiskDrive::instance(removableHardDisk, argv[i], i, true));
+        std::unique_ptr<KRScsiMODiskDrive> drive(
+            KRScsiMODiskDrive::instance(KRDeviceType::firstHardDisk, argv[i], i, true));
         auto* const hardDisk = dynamic_cast<KRHardDiskDrive*>(drive.get());
         if (hardDisk == nullptr)
             std::printf("can't open %s; the lines above tell why\n", argv[i]);

@@ -2,8 +2,10 @@
 
 #include <cerrno>
 
+#include "platform/KRMediaCodes.h"
+
 unsigned int MMS2BaseError::ConvertToMMError(unsigned int nativeError)
 {
-    constexpr unsigned int wrongArguments = 997;
+    constexpr unsigned int wrongArguments = KRErrorCode::wrongArguments;
     return nativeError == EINVAL ? wrongArguments : nativeError;
 }

@@ -20,7 +20,7 @@ public:
     /// @return false when it could not be started; `errno` has the reason, until the next call that sets it.
     bool started() const { return _stream != nullptr; }
 
-    /// Reads to the end of the output, blocking as long as the command has it open.
+    /// Reads to the end of the output, blocking as long as the command has it open, whatever signals arrive.
     std::string readAll();
 
     /// Waits for the command's end.

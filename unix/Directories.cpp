@@ -42,7 +42,7 @@ int KRUnixMODiskImpl::createDirRec(std::string path)
     if (path.back() == '/') // one only: a second makes the mkdir below fail, which callers count on
         path.pop_back();
     const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
+    if (slash == std::string::npos) { // excluded: the path begins with one
         LogEventMessage(backendLevel, "Not a valid path :: " + path + "\n");
         return -1;
     }

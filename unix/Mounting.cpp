@@ -7,6 +7,7 @@
 #include "backend/HostLog.h"
 #include "unix/CaughtException.h"
 #include "unix/Command.h"
+#include "unix/FirstPartition.h"
 #include "unix/KRUnixMODiskImpl.h"
 #include "unix/ListingText.h"
 #include "unix/MountTable.h"
@@ -35,15 +36,15 @@ void unmountStale(const std::string& device)
         logToHost(traceLevel, noDevice, {"Failed to unmount ", device, ". Error[", output, "]"});
 }
 
-/// Whether the directory is one that the library made: its leaf is KRMT.
+/// Whether the directory is one that the library made.
 bool isOurs(const std::string& directory, const std::string& diskName)
 {
     const std::size_t slash = directory.rfind('/');
-    if (slash == std::string::npos) { // the line names the disk; hosts know it so
+    if (slash == std::string::npos) { // excluded by the caller; the line names the disk all the same
         logToHost(backendLevel, noDevice, {"Invalid mount point : ", diskName, ". No unmount will be attempted."});
         return false;
     }
-    return directory.compare(slash + 1, std::string::npos, "KRMT") == 0;
+    return directory.compare(slash + 1, std::string::npos, mountLeaf) == 0;
 }
 
 } // namespace
@@ -66,14 +67,9 @@ bool KRUnixMODiskImpl::findPartition()
         logToHost(backendLevel, noDevice, {"Failed to get the partition device file name."});
         return false;
     }
-    const std::string nativePath = getNativePath();
-    const std::vector<PartInfo> partitions = getPartDataByDiskName(nativePath);
-    if (partitions.empty()) {
-        logToHost(errorLevel, noDevice, {"No partition information found for device :: ", nativePath});
+    std::string partName;
+    if (!findFirstPartition(getNativePath(), errorLevel, partName))
         return false;
-    }
-    const std::string& partName = partitions.front().partName;
-    logToHost(errorLevel, noDevice, {"Partition Device file name :: ", partName});
     setPartNativePath(partName);
     return true;
 }

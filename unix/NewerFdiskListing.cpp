@@ -18,10 +18,21 @@ bool isDiskLine(std::string_view line)
     return startsWith(line, "Disk /");
 }
 
+bool isNumber(std::string_view text)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
+}
+
 /// "Disk /dev/sdb: 64 MiB, 67108864 bytes, 131072 sectors"; classic Disk lines end behind the bytes.
 bool isNewerDiskLine(std::string_view line)
 {
-    return isDiskLine(line) && contains(line, " bytes, ") && endsWith(line, " sectors");
+    constexpr std::string_view before = "bytes, ";
+    constexpr std::string_view after = " sectors";
+    if (!isDiskLine(line) || !endsWith(line, after))
+        return false;
+    line.remove_suffix(after.size());
+    const std::size_t number = line.rfind(' ') + 1; // there is one behind "Disk"
+    return isNumber(line.substr(number)) && endsWith(line.substr(0, number), before);
 }
 
 bool isDeviceMapper(std::string_view disk)
@@ -44,11 +55,6 @@ std::string_view withoutTrailingSpace(std::string_view text)
     while (!text.empty() && isSpace(text.back()))
         text.remove_suffix(1);
     return text;
-}
-
-bool isNumber(std::string_view text)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
 }
 
 } // namespace
@@ -179,8 +185,9 @@ void NewerFdiskListing::readPartition(std::string_view line)
         return;
     const unsigned long long start = toNumber(row.start);
     const unsigned long long end = toNumber(row.end);
-    // A boot sector that is read as a table gives rows far beyond the medium: they are no partitions.
-    if (end < start || end >= _diskBytes / _unitBytes)
+    // A boot sector that is read as a table gives rows that begin beyond the medium: they are no partitions. One that
+    // ends beyond it is: systems that round to cylinders make such, and the kernel cuts them.
+    if (end < start || start >= _diskBytes / _unitBytes)
         return;
     std::string name = partitionName(row.device);
     if (name.empty() || !isPlainName(name))

@@ -5,6 +5,7 @@
 #include "backend/HostLog.h"
 #include "platform/KrException.h"
 #include "unix/DriveOpening.h"
+#include "unix/FirstPartition.h"
 #include "unix/KRUnixMODiskImpl.h"
 
 namespace {
@@ -32,21 +33,33 @@ bool findDisk(const std::string& devicePath, std::string& diskName)
     }
 }
 
-/// "/dev/sdb1" gives "/sdb1/KRMT": the leaf marks a mount as one of ours.
+/// "/dev/sdb1" gives "/sdb1/KRMT".
 bool composeMountDirectory(const std::string& partName, std::string& result)
 {
     const std::size_t slash = partName.rfind('/');
-    if (slash == std::string::npos) {
+    if (slash == std::string::npos) { // excluded by the inventory
         logToHost(errorLevel, noDevice, {"Invalid device path :: ", partName});
         return false;
     }
-    const std::string directory = partName.substr(slash) + "/KRMT";
+    const std::string directory = partName.substr(slash) + "/" + mountLeaf;
     logToHost(errorLevel, noDevice, {directory});
     result = directory;
     return true;
 }
 
 } // namespace
+
+bool findFirstPartition(const std::string& diskName, int failureLevel, std::string& partName)
+{
+    const std::vector<PartInfo> partitions = KRUnixMODiskImpl::getPartDataByDiskName(diskName);
+    if (partitions.empty()) {
+        logToHost(failureLevel, noDevice, {"No partition information found for device :: ", diskName});
+        return false;
+    }
+    partName = partitions.front().partName;
+    logToHost(errorLevel, noDevice, {"Partition Device file name :: ", partName});
+    return true;
+}
 
 bool KRUnixMODiskImpl::GetLogicaldriveLetter(std::string devicePath, std::string& result)
 {
@@ -62,14 +75,11 @@ bool KRUnixMODiskImpl::GetLogicaldriveLetter(std::string devicePath, std::string
     std::string diskName;
     if (!findDisk(devicePath, diskName))
         return false;
-    const std::vector<PartInfo> partitions = getPartDataByDiskName(diskName);
-    if (partitions.empty()) {
-        logToHost(backendLevel, noDevice, {"No partition information found for device :: ", diskName});
+    std::string partName;
+    if (!findFirstPartition(diskName, backendLevel, partName)) {
         unmountDevicesByDiskName(diskName);
         return false;
     }
-    const std::string& partName = partitions.front().partName;
-    logToHost(errorLevel, noDevice, {"Partition Device file name :: ", partName});
     return composeMountDirectory(partName, result);
 }
 

@@ -12,6 +12,7 @@
 #include "platform/KrException.h"
 #include "platform/UXScsi.h"
 #include "platform/ZOSleep.h"
+#include "unix/CaughtException.h"
 #include "unix/Command.h"
 #include "unix/DriveOpening.h"
 #include "unix/KRUnixMODiskImpl.h"
@@ -100,8 +101,7 @@ int sendUnitCommand(KRUnixMODiskImpl& backend, const std::string& devicePath, co
         backend.LogEventMessage(texts.failureLevel, texts.failure + std::to_string(status));
         backend.printSense(command.sense(), ScsiCommand::senseLength);
     } catch (const KrException& exception) {
-        backend.LogEventMessage(texts.exceptionLevel, exception.formatError());
-        backend.SetErrorCode(1100, texts.exception);
+        recordException(backend, texts.exceptionLevel, exception, texts.exception);
     }
     return -1;
 }
@@ -144,8 +144,7 @@ bool KRUnixMODiskImpl::openDevice()
         sleep(DriveOpening::waitSeconds);
         return true; // mounting and unmounting go on with what they can find out: hosts rely on their codes
     } catch (const KrException& exception) {
-        LogEventMessage(backendLevel, exception.formatError());
-        SetErrorCode(1100, "KRUnixMODiskImpl::openDevice caught the exception");
+        recordException(*this, backendLevel, exception, "KRUnixMODiskImpl::openDevice caught the exception");
         return false;
     }
 }

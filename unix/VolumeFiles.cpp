@@ -6,35 +6,36 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include "backend/ConstantText.h"
 #include "backend/HostLog.h"
+#include "platform/KRMediaCodes.h"
 #include "platform/KrException.h"
+#include "unix/CaughtException.h"
 #include "unix/DriveOpening.h"
 #include "unix/KRUnixMODiskImpl.h"
 
 namespace {
 
-// The lines of the file operations are made once: a file operation allocates nothing for its messages.
-const std::string createEntry = "In call KRUnixMODiskImpl::create_file().";
-const std::string readEntry = "In call KRUnixMODiskImpl::read_file().";
-const std::string writeEntry = "In call KRUnixMODiskImpl::write_file().";
-const std::string closeEntry = "In call KRUnixMODiskImpl::close_handle().";
-const std::string freeSpaceEntry = "In call KRUnixMODiskImpl::get_disc_free_space().";
-const std::string openFailed = "Failed to open path in create_file()";
-const std::string readFailed = "Failed to read file in FAT32 Impl.";
-const std::string readInconsistent = "This file handle value is inconsistent in read_file()";
-const std::string writeInconsistent = "This file descriptor value is inconsistent in write_file()";
-const std::string closeInconsistent = "This file handle value is inconsistent in close_handle()";
-const std::string noLogicalDrive = "Logical drive name has not been initialized in NTFS Impl.";
+// Constants: a file operation allocates nothing for its messages.
+constexpr ConstantText createEntry("In call KRUnixMODiskImpl::create_file().");
+constexpr ConstantText readEntry("In call KRUnixMODiskImpl::read_file().");
+constexpr ConstantText writeEntry("In call KRUnixMODiskImpl::write_file().");
+constexpr ConstantText closeEntry("In call KRUnixMODiskImpl::close_handle().");
+constexpr ConstantText freeSpaceEntry("In call KRUnixMODiskImpl::get_disc_free_space().");
+constexpr ConstantText openFailed("Failed to open path in create_file()");
+constexpr ConstantText readFailed("Failed to read file in FAT32 Impl.");
+constexpr ConstantText readInconsistent("This file handle value is inconsistent in read_file()");
+constexpr ConstantText writeInconsistent("This file descriptor value is inconsistent in write_file()");
+constexpr ConstantText closeInconsistent("This file handle value is inconsistent in close_handle()");
+constexpr ConstantText noLogicalDrive("Logical drive name has not been initialized in NTFS Impl.");
 
-constexpr int forReading = 0;
-constexpr int forReadingAndWriting = 2;
 constexpr int noFlags = -1;
 
 int openFlags(int accessMode, int openExisting)
 {
-    if (accessMode == forReading)
+    if (accessMode == KRAccessMode::forReading)
         return O_RDONLY;
-    if (accessMode != forReadingAndWriting)
+    if (accessMode != KRAccessMode::forReadingAndWriting)
         return noFlags;
     return openExisting != 0 ? O_RDWR : O_RDWR | O_CREAT;
 }
@@ -57,9 +58,8 @@ int KRUnixMODiskImpl::OpenVolume(bool /*openFlag*/)
             sleep(DriveOpening::waitSeconds);
         }
     } catch (const KrException& exception) {
-        LogEventMessage(errorLevel, exception.formatError());
         _handle = -1;
-        SetErrorCode(1100, "KRUnixMODiskImpl::OpenVolume caught the exception");
+        recordException(*this, errorLevel, exception, "KRUnixMODiskImpl::OpenVolume caught the exception");
     }
     return _handle;
 }

@@ -43,25 +43,32 @@ static std::ptrdiff_t openDescriptors()
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
+std::string LibraryTest::run(const Case& test, bool signals)
+{
+    reset();
+    script.signals = signals;
+    test.given();
+    Backend backend("/sdb1/KRMT");
+    note("# " + test.name);
+    std::string result = "thrown";
+    std::string text;
+    try {
+        result = std::to_string(test.when(backend));
+    } catch (...) {
+    }
+    const unsigned long code = backend.GetLastErrorCode(text);
+    result += KRUnixMODiskImpl::bExceptionCaught ? ", caught" : "";
+    return events + "= " + result + ", " + std::to_string(code) + " " + text + "\n";
+}
+
 void LibraryTest::check(const std::string& name, const std::vector<Case>& cases)
 {
-    std::string happened;
-    const std::ptrdiff_t openBefore = openDescriptors();
-    for (const Case& test : cases) {
-        reset();
-        test.given();
-        Backend backend("/sdb1/KRMT");
-        note("# " + test.name);
-        std::string result = "thrown";
-        std::string text;
-        try {
-            result = std::to_string(test.when(backend));
-        } catch (...) {
-        }
-        const unsigned long code = backend.GetLastErrorCode(text);
-        result += KRUnixMODiskImpl::bExceptionCaught ? ", caught" : "";
-        happened += events + "= " + result + ", " + std::to_string(code) + " " + text + "\n";
+    for (const bool signals : {false, true}) {
+        std::string happened;
+        const std::ptrdiff_t openBefore = openDescriptors();
+        for (const Case& test : cases)
+            happened += run(test, signals);
+        EXPECT_EQ(openDescriptors(), openBefore) << "what was opened is closed";
+        EXPECT_EQ(happened, recorded(name + ".trace")) << (signals ? "with signals" : "");
     }
-    EXPECT_EQ(openDescriptors(), openBefore) << "what was opened is closed";
-    EXPECT_EQ(happened, recorded(name + ".trace"));
 }

@@ -22,6 +22,8 @@ struct Script {
     std::string throwAt; ///< the platform operation that throws KrException; with "!" behind it, something else
     std::shared_ptr<int> targets = std::make_shared<int>();
     std::map<std::string, std::string> tools;                  ///< what command lines print; nothing when not here
+    std::map<std::string, std::string> toolsLater;             ///< what they print the next time, when here
+    bool signals = false;                                      ///< a signal arrives before each byte of a tool's output
     int failingCommand = 0;                                    ///< the how manyth command can't be started (EAGAIN)
     std::deque<std::optional<std::string>> mountTables = {""}; ///< one an opening, the last stays; none: EACCES
     int callbackError = 0;             ///< what the host's callback leaves in `errno`; 0: nothing
@@ -51,11 +53,15 @@ protected:
     static std::string recorded(const std::string& fileName);
     static void expect(const std::string& expected) { EXPECT_EQ(std::exchange(events, ""), expected); }
 
-    /// Something done with a fresh backend after something said. What happens stands in data/NAME.trace.
+    /// Something done with a fresh backend after something said. What happens stands in data/NAME.trace, and signals
+    /// change nothing of it.
     struct Case {
         std::string name;
         std::function<long long(Backend&)> when;
         std::function<void()> given = [] {};
     };
     static void check(const std::string& name, const std::vector<Case>& cases);
+
+private:
+    static std::string run(const Case& test, bool signals);
 };

@@ -20,6 +20,23 @@ static FILE* streamOn(const std::string& text)
     return fmemopen(texts.emplace_back(text).data(), text.size(), "r");
 }
 
+/// A byte a read, and before each one a signal.
+static FILE* interruptedStreamOn(const std::string& text)
+{
+    struct Source {
+        std::string text;
+        std::size_t reads = 0;
+    };
+    static std::deque<Source> sources;
+    const auto read = [](void* cookie, char* byte, std::size_t) -> ssize_t {
+        Source& source = *static_cast<Source*>(cookie);
+        if (source.reads++ % 2 == 0)
+            return errno = EINTR, -1;
+        return static_cast<ssize_t>(source.text.copy(byte, 1, std::min(source.reads / 2 - 1, source.text.size())));
+    };
+    return fopencookie(&sources.emplace_back(Source{text}), "r", {read, nullptr, nullptr, nullptr});
+}
+
 extern "C" {
 
 FILE* popen(const char* line, const char* mode)
@@ -29,7 +46,10 @@ FILE* popen(const char* line, const char* mode)
     errno = EAGAIN;
     if (--script.failingCommand == 0)
         return nullptr;
-    return streamOn(script.tools[line]);
+    const std::string text = script.tools[line];
+    if (script.toolsLater.count(line) != 0)
+        script.tools[line] = script.toolsLater[line];
+    return script.signals ? interruptedStreamOn(text) : streamOn(text);
 }
 
 int pclose(FILE* stream)
@@ -37,6 +57,13 @@ int pclose(FILE* stream)
     note("$ closed");
     fclose(stream);
     return 256; // exit status 1, which nobody looks at
+}
+
+int fflush(FILE* stream)
+{
+    if (stream == nullptr)
+        note("fflush");
+    return fflush_unlocked(stream);
 }
 
 unsigned int sleep(unsigned int seconds)

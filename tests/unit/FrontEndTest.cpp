@@ -21,6 +21,16 @@ struct Drive : KRHardDiskDrive {
     using KRHardDiskDrive::_impl;
 };
 
+/// Lets 930 not be stored, and stores another code for 994.
+struct OddDrive : Drive {
+    void SetErrorCode(unsigned long code, const std::string& reason) override
+    {
+        if (code == 930)
+            throw code;
+        Drive::SetErrorCode(code == 994 ? 987 : code, reason);
+    }
+};
+
 struct Thrower : Backend {
     Thrower() : Backend("") {}
     bool IsValid() override { throw 1; }
@@ -99,6 +109,41 @@ TEST_F(FrontEndTest, OperationsThatFail)
         }
     }
     expect(recorded("front-end.trace"));
+}
+
+TEST_F(FrontEndTest, CodesAreThoseOfTheBackend)
+{
+    static OddDrive drive;
+    EXPECT_EQ(drive.createFile("/sdb1/a", 0, 1), 0) << "987 on a closed drive";
+    drive.open(true);
+    script.tools["mount -t vfat /dev/sdb1 /sdb1/KRMT"] = "wrong fs type\n";
+    EXPECT_EQ(drive.mount(), 1100U) << "930 can't be stored";
+    script.mountTables = {"/dev/sdb1 /sdb1/KRMT vfat\n"};
+    KRScsiMODiskDrive::m_gpLogMessageCallbackFunc = [](int, const long long&, const std::string&) {
+        drive.SetErrorCode(997, "the callback's");
+    };
+    EXPECT_EQ(drive.mount(), 997U) << "not the backend's, so it stays";
+    EXPECT_EQ(drive.unload(), 0U) << "a success";
+    drive.close();
+}
+
+TEST_F(FrontEndTest, AnswersOfTheBaseClasses)
+{
+    Backend backend("");
+    const auto isSupported = [](auto... arguments) {
+        bool supported = true;
+        return KRScsiMODiskDrive::Supported("/dev/sg1", arguments..., supported, text = "before") || supported;
+    };
+    EXPECT_FALSE(isSupported() || isSupported(std::string("second"), 1, 2, 3));
+    EXPECT_EQ(text, "before");
+    KRScsiMODiskDrive generic("/dev/sg1", 0, 42, true);
+    EXPECT_EQ(generic.mount(), ~0UL);
+    EXPECT_EQ(generic.getMountPath() + generic.getDevicePath(), "");
+    EXPECT_FALSE(generic.open(true) || generic.isValid() || backend.is_worm_media());
+    EXPECT_FALSE(backend.KRBaseMODiskImpl::GetLogicalVolume(text));
+    EXPECT_TRUE(backend.KRBaseMODiskImpl::DoEject(60) && backend.KRBaseMODiskImpl::GetDeviceSerialNumber(text));
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(backend.getImplType(), krMO_Unix);
 }
 
 TEST_F(FrontEndTest, FactoryMakesHardDisksOnly)

@@ -15,6 +15,7 @@ TEST_F(InventoryTest, Listings)
         if (file.path().extension() != ".txt")
             continue;
         reset();
+        script.signals = true;
         script.tools["/sbin/fdisk -l"] = recorded(name + ".txt");
         script.tools["parted /dev/sdc print"] = script.tools["parted /dev/sde print"] = recorded(name + ".parted");
         EXPECT_TRUE(KRUnixMODiskImpl::scan());

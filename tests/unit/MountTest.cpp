@@ -31,6 +31,7 @@ TEST_F(MountTest, Mounting)
     const auto unmount = [](Backend& impl) { return impl.DoUnMount(); };
     const auto complain = [] { script.tools["mount -t vfat /dev/sdb1 /sdb1/KRMT"] = "mount: a\nb\n"; };
     const auto complainOfUse = [] { mountIt(), script.tools["umount /sdb1/KRMT"] = "busy\n"; };
+    const auto changeMedium = [] { mountIt(), script.toolsLater["/sbin/fdisk -l"] = "Disk /dev/sdb: no table\n"; };
     const auto clear = [](Backend&) { return Backend::unmountDevicesByDiskName("/dev/sdb"); };
     const auto clearNameless = [](Backend&) { return Backend::unmountDevicesByDiskName("sdb"); };
     const auto mountStale = [] {
@@ -43,6 +44,7 @@ TEST_F(MountTest, Mounting)
           {{"already mounted", mount, mountIt},
            {"no mount table", mount, [] { script.mountTables = {{}}; }},
            {"no second scan", mount, [] { script.failingCommand = 2; }},
+           {"another medium at the second scan", mount, changeMedium},
            {"the command can't be started", mount, [] { script.failingCommand = 3; }},
            {"the command complains", mount, complain},
            {"the command is silent and nothing is mounted", mount},

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// Internal: a string literal that is passed as a `std::string`, which is how an object's log lines are handed on.
+///
+/// It is made by the compiler, allocates nothing and is never destroyed. So file operations are free of allocations
+/// when nobody listens, a drive can be used while the process runs its exit handlers and after them, and the library
+/// can be unloaded without leaving anything behind; a `std::string` of static storage gives two of these at most.
+///
+/// It has the members of a `std::string` of libstdc++, in their order. That layout is part of the binary interface
+/// between the library and its hosts, who exchange such strings, and can't change without it.
+class ConstantText {
+public:
+    template <std::size_t size>
+    constexpr explicit ConstantText(const char (&literal)[size]) : _characters(literal), _length(size - 1)
+    {
+    }
+    ConstantText(const ConstantText&) = delete;
+    ConstantText& operator=(const ConstantText&) = delete;
+
+    operator const std::string&() const { return *reinterpret_cast<const std::string*>(this); }
+
+private:
+    const char* _characters;
+    std::size_t _length;
+    std::size_t _capacity = _length;
+    std::size_t _unused = 0; // the rest of the place for short texts, of which `_capacity` is the front
+};
+
+static_assert(sizeof(ConstantText) == sizeof(std::string) && alignof(ConstantText) == alignof(std::string));
