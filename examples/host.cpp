@@ -1,6 +1,8 @@
 // A host of the library from its first call to its last: what an integrator reads first.
 //
-//     krmo-host DEVICE...        each as /dev/sg1, /dev/sdb, a link to one of them, or H:C:T:L
+//     krmo-host /dev/disk/by-id/usb-Vendor_Product_1234-0:0 ...
+//
+// or /dev/sg1, /dev/sdb, H:C:T:L, any of which can be another drive's after a restart.
 //
 // Needs root. The library's own lines stand in brackets. Ends with 0 when every step on every drive gave what it
 // should.

@@ -39,22 +39,31 @@ bool answers(int descriptor, mode_t kind)
 }
 
 /// O_NONBLOCK lets a block node open without a medium, and a generic node without waiting for another holder.
-int openNode(const std::string& path)
+int openNode(const std::string& path, int access)
 {
-    constexpr int flags = O_NONBLOCK | O_CLOEXEC;
-    const int descriptor = open(path.c_str(), O_RDWR | flags);
-    if (descriptor == -1 && (errno == EROFS || errno == EACCES))
-        return open(path.c_str(), O_RDONLY | flags);
-    return descriptor;
+    return open(path.c_str(), access | O_NONBLOCK | O_CLOEXEC);
+}
+
+int openAsAllowed(const std::string& path)
+{
+    const int descriptor = openNode(path, O_RDWR);
+    return descriptor == -1 && (errno == EROFS || errno == EACCES) ? openNode(path, O_RDONLY) : descriptor;
+}
+
+bool isReadOnly(int descriptor)
+{
+    return (fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDONLY;
 }
 
 } // namespace
 
-int openDevice(const std::string& name)
+OpenDevice openDevice(const std::string& name)
 {
+    DescriptorTable& table = DescriptorTable::instance();
+    table.letGoOfGone();
     const std::optional<ScsiDevice> device = ScsiDevice::find(name);
     const std::optional<DeviceNode> node = device ? device->commandNode() : std::nullopt;
-    return node ? DescriptorTable::instance().open(device->address(), *node) : -1;
+    return node ? table.open(device->address(), *node) : OpenDevice();
 }
 
 DescriptorTable& DescriptorTable::instance()
@@ -63,11 +72,28 @@ DescriptorTable& DescriptorTable::instance()
     return *table;
 }
 
-int DescriptorTable::open(const std::string& address, const DeviceNode& node)
+OpenDevice DescriptorTable::open(const std::string& address, const DeviceNode& node)
 {
     const std::lock_guard<std::mutex> lock(_mutex);
     Entry& entry = _entries[address];
-    return isLive(entry, node) ? entry.descriptor : renew(entry, node);
+    if (!isLive(entry, node))
+        return {renew(entry, node, UniqueDescriptor(openAsAllowed(node.path))), &entry.shared};
+    if (isReadOnly(entry.descriptor)) // for which the medium may have been the reason, and another may be in
+        renew(entry, node, UniqueDescriptor(openNode(node.path, O_RDWR)));
+    return {entry.descriptor, &entry.shared};
+}
+
+void DescriptorTable::letGoOfGone()
+{
+    const std::lock_guard<std::mutex> lock(_mutex);
+    for (auto& [address, entry] : _entries) {
+        if (!isGone(entry))
+            continue;
+        UniqueDescriptor place(::open("/", O_PATH | O_CLOEXEC));
+        struct stat file = {};
+        if (place.get() != -1 && fstat(place.get(), &file) == 0)
+            put(entry, place, file);
+    }
 }
 
 bool DescriptorTable::isLive(const Entry& entry, const DeviceNode& node)
@@ -77,9 +103,15 @@ bool DescriptorTable::isLive(const Entry& entry, const DeviceNode& node)
            answers(entry.descriptor, node.kind);
 }
 
-int DescriptorTable::renew(Entry& entry, const DeviceNode& node)
+/// A disk that is offline answers with ENODEV, too, but is still there.
+bool DescriptorTable::isGone(const Entry& entry)
 {
-    UniqueDescriptor opened(openNode(node.path));
+    return describes(entry.descriptor, entry.file) && !answers(entry.descriptor, entry.file.st_mode & S_IFMT) &&
+           errno == ENODEV && !ScsiDevice::of(entry.file);
+}
+
+int DescriptorTable::renew(Entry& entry, const DeviceNode& node, UniqueDescriptor opened)
+{
     struct stat file = {};
     if (opened.get() == -1 || fstat(opened.get(), &file) == -1)
         return -1;
@@ -87,11 +119,23 @@ int DescriptorTable::renew(Entry& entry, const DeviceNode& node)
         errno = ENODEV; // the node became another device's after it was found
         return -1;
     }
-    // A number that the host closed by mistake may be a file of its own by now: only what is still ours is replaced.
-    if (entry.descriptor == -1 || !describes(entry.descriptor, entry.file))
+    return put(entry, opened, file);
+}
+
+/// A number that the host closed by mistake may be free, be what was opened just now, or be a file of the host's own:
+/// only what is still ours is replaced.
+int DescriptorTable::put(Entry& entry, UniqueDescriptor& opened, const struct stat& file)
+{
+    if (entry.descriptor == -1 || entry.descriptor == opened.get()) {
         entry.descriptor = opened.release();
-    else if (dup3(opened.get(), entry.descriptor, O_CLOEXEC) == -1)
+    } else if (!describes(entry.descriptor, entry.file)) {
+        const int copy = fcntl(opened.get(), F_DUPFD_CLOEXEC, entry.descriptor); // the number itself where it is free
+        entry.descriptor = copy != -1 ? copy : opened.release();
+    } else if (dup3(opened.get(), entry.descriptor, O_CLOEXEC) == -1) {
         return -1;
+    }
+    if (!isSameFile(entry.file, file))
+        entry.shared.forgetCommands();
     entry.file = file;
     return entry.descriptor;
 }

@@ -7,15 +7,23 @@
 #include <string>
 
 #include "platform/DeviceNode.h"
+#include "platform/SharedDevice.h"
+#include "platform/SystemFiles.h"
 
 /// Internal to the platform library: the one descriptor that a process has of a device.
 #pragma GCC visibility push(hidden)
 namespace scsi {
 
-/// Opens the device that a path or address names.
+/// A device that this process has opened.
+struct OpenDevice {
+    int descriptor = -1;
+    SharedDevice* shared = nullptr; ///< never destroyed
+};
+
+/// Opens the device that a path or address names, and lets go of all that went away.
 ///
 /// @return the process's descriptor of it, or -1 and the reason in `errno`.
-int openDevice(const std::string& name);
+OpenDevice openDevice(const std::string& name);
 
 /// The descriptors of all devices that this process has opened, by address. May be used by several threads.
 ///
@@ -30,20 +38,28 @@ public:
 
     /// The descriptor of the device at an address, opened at the first call.
     ///
-    /// A device that went away and came back is opened anew onto the number it had. A number is never given up, also
-    /// where that fails: whoever holds one must not write into another file.
+    /// A device that went away and came back is opened anew onto the number it had, and so is one that could be
+    /// opened for reading alone. A number is never given up, also where that fails: whoever holds one must not write
+    /// into another file.
     ///
     /// @return -1 and the reason in `errno` where the device can't be opened.
-    int open(const std::string& address, const DeviceNode& node);
+    OpenDevice open(const std::string& address, const DeviceNode& node);
+
+    /// Lets the kernel free the devices that went away, with their addresses and nodes, so that they can come back
+    /// under the same. Their numbers are kept by descriptors on which commands and locks fail.
+    void letGoOfGone();
 
 private:
     struct Entry {
         int descriptor = -1;
         struct stat file = {}; ///< what the descriptor meant when it was opened
+        SharedDevice shared;
     };
 
     static bool isLive(const Entry& entry, const DeviceNode& node);
-    static int renew(Entry& entry, const DeviceNode& node);
+    static bool isGone(const Entry& entry);
+    static int renew(Entry& entry, const DeviceNode& node, UniqueDescriptor opened);
+    static int put(Entry& entry, UniqueDescriptor& opened, const struct stat& file);
 
     std::mutex _mutex;
     std::map<std::string, Entry> _entries;

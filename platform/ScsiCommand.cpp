@@ -1,9 +1,12 @@
 #include "platform/ScsiCommand.h"
 
+#include <fcntl.h>
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <limits>
 
 namespace scsi {
@@ -13,6 +16,7 @@ namespace {
 constexpr int checkCondition = 0x02;
 constexpr unsigned char recoveredError = 0x1;
 constexpr unsigned char unitAttention = 0x6;
+constexpr int transportFailure = 0x10000;
 
 /// The waiting time as SG_IO takes it; one that is too long for it becomes its "for ever".
 unsigned int milliseconds(int seconds)
@@ -52,19 +56,86 @@ int hostStatusOf(int driverStatus)
     return failure == timeOut ? hostTimeOut : hostError;
 }
 
+/// Keeps signals from the thread. SG_IO on a generic node ends with the first signal while its command goes on, and is
+/// called again by the system where the handler was installed so: the command would reach the device twice.
+class SignalsHeld {
+public:
+    SignalsHeld()
+    {
+        sigset_t held;
+        sigfillset(&held);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) // which ends the process where it is blocked
+            sigdelset(&held, fault);
+        pthread_sigmask(SIG_BLOCK, &held, &_before);
+    }
+    ~SignalsHeld()
+    {
+        const int error = errno; // handlers run in here
+        pthread_sigmask(SIG_SETMASK, &_before, nullptr);
+        errno = error;
+    }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t _before = {};
+};
+
+/// The number of a device that went away is kept by a descriptor on which nothing can be done (O_PATH).
+bool keepsPlaceOnly(int descriptor)
+{
+    const int flags = fcntl(descriptor, F_GETFL);
+    return flags != -1 && (flags & O_PATH) != 0;
+}
+
+bool carryOut(int descriptor, sg_io_hdr& request)
+{
+    const SignalsHeld held;
+    if (ioctl(descriptor, SG_IO, &request) == 0)
+        return true;
+    if (errno == EBADF && keepsPlaceOnly(descriptor))
+        errno = ENODEV;
+    return false;
+}
+
+/// What was not sent would be bytes of an earlier command: the generic node copies all of its buffer.
+void clearUnsent(const sg_io_hdr& request, bool isLost)
+{
+    if (request.dxfer_direction != SG_DXFER_FROM_DEV)
+        return;
+    const auto length = static_cast<int>(request.dxfer_len);
+    const int unsent = isLost ? length : std::clamp(request.resid, 0, length);
+    std::fill_n(static_cast<unsigned char*>(request.dxferp) + length - unsent, unsent, static_cast<unsigned char>(0));
+}
+
 } // namespace
 
 int Answer::result() const
 {
-    constexpr int transportFailure = 0x10000;
     if (const int host = hostStatus != 0 ? hostStatus : hostStatusOf(driverStatus))
         return transportFailure | host;
     return status == checkCondition && isCurrent(sense, recoveredError) ? 0 : status;
 }
 
+bool Answer::isLost() const
+{
+    return (result() & transportFailure) != 0;
+}
+
 bool Answer::isUnitAttention() const
 {
     return result() == checkCondition && isCurrent(sense, unitAttention);
+}
+
+bool Answer::tellsOfAnotherMedium() const
+{
+    constexpr unsigned char mediumMayHaveChanged = 0x28;
+    constexpr unsigned char reset = 0x29;
+    constexpr unsigned char parametersChanged = 0x2a;
+    constexpr unsigned char capacityDataHasChanged = 0x09;
+    const unsigned char additionalSense = sense[12];
+    return isUnitAttention() && (additionalSense == mediumMayHaveChanged || additionalSense == reset ||
+                                 (additionalSense == parametersChanged && sense[13] == capacityDataHasChanged));
 }
 
 std::optional<Answer> submit(int descriptor, const Command& command)
@@ -84,10 +155,12 @@ std::optional<Answer> submit(int descriptor, const Command& command)
     request.cmdp = static_cast<unsigned char*>(const_cast<void*>(command.cdb));
     request.sbp = sense.data();
     request.timeout = milliseconds(command.timeoutSeconds);
-    if (ioctl(descriptor, SG_IO, &request) == -1)
+    if (!carryOut(descriptor, request))
         return std::nullopt;
-    return Answer{request.host_status, request.driver_status, request.status,
-                  toFixedFormat(sense.data(), request.sb_len_wr)};
+    const Answer answer{request.host_status, request.driver_status, request.status,
+                        toFixedFormat(sense.data(), request.sb_len_wr)};
+    clearUnsent(request, answer.isLost());
+    return answer;
 }
 
 } // namespace scsi

@@ -32,6 +32,8 @@ bool isAddress(const std::string& name)
 /// no `device` link.
 std::string directoryOfNode(const struct stat& node)
 {
+    if (!S_ISCHR(node.st_mode) && !S_ISBLK(node.st_mode))
+        return {};
     const char* const kind = S_ISBLK(node.st_mode) ? "block/" : "char/";
     const std::string number = std::to_string(major(node.st_rdev)) + ":" + std::to_string(minor(node.st_rdev));
     return resolvedPath(std::string("/sys/dev/") + kind + number + "/device");
@@ -47,20 +49,25 @@ bool isScsiDevice(const std::string& directory)
 
 ScsiDevice::ScsiDevice(std::string directory) : _directory(std::move(directory)) {}
 
-std::optional<ScsiDevice> ScsiDevice::find(const std::string& name)
+std::optional<ScsiDevice> ScsiDevice::in(const std::string& directory)
 {
-    std::string directory;
-    struct stat node = {};
-    if (isAddress(name))
-        directory = resolvedPath("/sys/bus/scsi/devices/" + name);
-    else if (stat(name.c_str(), &node) == -1)
-        return std::nullopt;
-    else if (S_ISCHR(node.st_mode) || S_ISBLK(node.st_mode))
-        directory = directoryOfNode(node);
     if (isScsiDevice(directory))
         return ScsiDevice(directory);
     errno = ENODEV;
     return std::nullopt;
+}
+
+std::optional<ScsiDevice> ScsiDevice::find(const std::string& name)
+{
+    if (isAddress(name))
+        return in(resolvedPath("/sys/bus/scsi/devices/" + name));
+    struct stat node = {};
+    return stat(name.c_str(), &node) == 0 ? of(node) : std::nullopt;
+}
+
+std::optional<ScsiDevice> ScsiDevice::of(const struct stat& node)
+{
+    return in(directoryOfNode(node));
 }
 
 std::string ScsiDevice::address() const
@@ -98,6 +105,20 @@ std::optional<DeviceNode> ScsiDevice::commandNode() const
     if (!node && errno != EMFILE && errno != ENFILE) // with which sysfs could not be read
         errno = ENOENT;
     return node;
+}
+
+bool ScsiDevice::isSizeZero() const
+{
+    const std::string directory = _directory + "/block";
+    const std::vector<std::string> disks = namesIn(directory);
+    return std::any_of(disks.begin(), disks.end(), [&directory](const std::string& disk) {
+        return readAttribute(directory + "/" + disk + "/size") == "0\n";
+    });
+}
+
+void ScsiDevice::rescan() const
+{
+    writeAttribute(_directory + "/rescan", "1");
 }
 
 } // namespace scsi

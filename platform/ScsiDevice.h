@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <string>
 
@@ -19,6 +21,9 @@ public:
     ///         commands sent through one reach its whole disk.
     static std::optional<ScsiDevice> find(const std::string& name);
 
+    /// The logical unit that a character or block node belongs to; nothing and ENODEV where sysfs has none.
+    static std::optional<ScsiDevice> of(const struct stat& node);
+
     /// "H:C:T:L", the name under which the kernel has the unit.
     std::string address() const;
 
@@ -32,8 +37,15 @@ public:
     /// node where there is none. Nothing and ENOENT in `errno` where /dev has neither.
     std::optional<DeviceNode> commandNode() const;
 
+    /// True for a disk whose medium the kernel does not know of.
+    bool isSizeZero() const;
+
+    /// Makes the disk driver ask the drive for size and properties of the medium again.
+    void rescan() const;
+
 private:
     explicit ScsiDevice(std::string directory);
+    static std::optional<ScsiDevice> in(const std::string& directory);
     std::optional<DeviceNode> nodeOf(const char* deviceClass, mode_t kind) const;
 
     std::string _directory;

@@ -17,7 +17,8 @@ constexpr unsigned char responseCodeMask = 0x7f;
 constexpr unsigned char senseKeyMask = 0x0f;
 constexpr unsigned char validBit = 0x80;
 constexpr unsigned char incorrectLengthBit = 0x20;
-constexpr std::size_t headerLength = 8; // of both formats, with the additional length in the last byte
+constexpr unsigned char streamBits = 0xe0; // FILEMARK, EOM, ILI
+constexpr std::size_t headerLength = 8;    // of both formats, with the additional length in the last byte
 
 /// Copies the lower half of an eight-byte field where that is all there is.
 bool copyLowerHalf(const unsigned char* field, unsigned char* place)
@@ -52,6 +53,8 @@ void carryOver(const unsigned char* descriptor, SenseBytes& fixed)
         std::copy_n(descriptor + 4, 3, &fixed[15]);
     else if (type == replaceableUnit)
         fixed[14] = descriptor[3];
+    else if (type == stream)
+        fixed[2] |= descriptor[3] & streamBits;
     else if (type == block)
         fixed[2] |= descriptor[3] & incorrectLengthBit;
 }

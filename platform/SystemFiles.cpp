@@ -44,6 +44,12 @@ std::string readAttribute(const std::string& path)
     return text;
 }
 
+void writeAttribute(const std::string& path, const std::string& text)
+{
+    const UniqueDescriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    [[maybe_unused]] const ssize_t length = write(file.get(), text.data(), text.size());
+}
+
 std::vector<std::string> namesIn(const std::string& directory)
 {
     struct Close {

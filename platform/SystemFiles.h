@@ -27,6 +27,9 @@ private:
 /// The content of a sysfs attribute; empty where it can't be read.
 std::string readAttribute(const std::string& path);
 
+/// Writes a sysfs attribute where it can be written.
+void writeAttribute(const std::string& path, const std::string& text);
+
 /// The names in a directory but "." and ".."; none where it can't be read.
 std::vector<std::string> namesIn(const std::string& directory);
 

@@ -10,9 +10,10 @@
 #include "platform/ScsiCommand.h"
 #include "platform/ScsiDevice.h"
 
-struct UXScsiTarget::State {
+struct [[gnu::visibility("hidden")]] UXScsiTarget::State
+{
     std::string path;
-    int descriptor = -1;
+    scsi::OpenDevice device;
     int timeoutSeconds = 60;
 };
 
@@ -23,21 +24,24 @@ KrException systemFailure(const std::string& path, const char* step, int error)
     return KrException(path + ": " + step + ": " + std::generic_category().message(error));
 }
 
-scsi::Answer submit(const std::string& path, int descriptor, const scsi::Command& command)
+scsi::Answer submit(const std::string& path, const scsi::OpenDevice& device, const scsi::Command& command)
 {
-    const std::optional<scsi::Answer> answer = scsi::submit(descriptor, command);
+    const std::optional<scsi::Answer> answer = device.shared->submit(device.descriptor, command);
     if (!answer)
         throw systemFailure(path, "SG_IO", errno);
+    if (answer->tellsOfAnotherMedium()) // which the kernel does not get to know by itself now
+        device.shared->readMediumAnew(device.descriptor);
     return *answer;
 }
 
 /// A drive tells of each event by one UNIT ATTENTION, and of several may be due: a reset and a new medium.
-scsi::Answer submitPastUnitAttention(const std::string& path, int descriptor, const scsi::Command& command)
+scsi::Answer submitPastUnitAttention(const std::string& path, const scsi::OpenDevice& device,
+                                     const scsi::Command& command)
 {
     constexpr int sendsInAll = 3;
-    scsi::Answer answer = submit(path, descriptor, command);
+    scsi::Answer answer = submit(path, device, command);
     for (int sends = 1; sends < sendsInAll && answer.isUnitAttention(); ++sends)
-        answer = submit(path, descriptor, command);
+        answer = submit(path, device, command);
     return answer;
 }
 
@@ -54,7 +58,7 @@ UXScsiTarget::~UXScsiTarget() = default;
 
 int UXScsiTarget::getFD() const
 {
-    return _state->descriptor;
+    return _state->device.descriptor;
 }
 
 std::string UXScsiTarget::getNativePath() const
@@ -84,8 +88,11 @@ int UXScsi::open(UXScsiTarget& target, int timeoutSeconds)
     UXScsiTarget::State& state = *target._state;
     if (timeoutSeconds >= 0)
         state.timeoutSeconds = timeoutSeconds;
-    state.descriptor = scsi::openDevice(state.path);
-    return state.descriptor == -1 ? -1 : 0;
+    state.device = scsi::openDevice(state.path);
+    if (state.device.descriptor == -1)
+        return -1;
+    state.device.shared->lookForMedium(state.device.descriptor);
+    return 0;
 }
 
 int UXScsi::send(const UXScsiTarget& target, const void* cdb, int cdbLength, void* data, int dataLength, bool firstFlag,
@@ -96,14 +103,14 @@ int UXScsi::send(const UXScsiTarget& target, const void* cdb, int cdbLength, voi
     std::fill_n(senseBytes, senseSize, static_cast<unsigned char>(0));
 
     const UXScsiTarget::State& state = *target._state;
-    const int descriptor = state.descriptor != -1 ? state.descriptor : scsi::openDevice(state.path);
-    if (descriptor == -1)
+    const scsi::OpenDevice device = state.device.descriptor != -1 ? state.device : scsi::openDevice(state.path);
+    if (device.descriptor == -1)
         throw systemFailure(state.path, "open", errno);
 
     const int timeoutSeconds = lastInt >= 0 ? lastInt : state.timeoutSeconds;
     const scsi::Command command{cdb, cdbLength, data, dataLength, firstFlag, timeoutSeconds};
     const scsi::Answer answer =
-        secondFlag ? submitPastUnitAttention(state.path, descriptor, command) : submit(state.path, descriptor, command);
+        secondFlag ? submitPastUnitAttention(state.path, device, command) : submit(state.path, device, command);
     std::copy_n(answer.sense.begin(), std::min(senseSize, answer.sense.size()), senseBytes);
     return answer.result();
 }

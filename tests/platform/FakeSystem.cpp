@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sys/sysmacros.h>
 
 #include <cerrno>
@@ -71,9 +72,14 @@ int open(const char* path, int flags, ...)
 {
     const int access = flags & O_ACCMODE;
     const bool isDevice = current != nullptr && std::string(path).rfind("/dev/", 0) == 0;
-    if (isDevice)
-        current->opened.push_back(path + (" " + std::to_string(access)));
+    const bool isExclusive = (flags & O_EXCL) != 0 && (flags & O_CREAT) == 0;
+    if (isDevice || access == O_WRONLY)
+        current->calls.push_back(path + (" " + std::to_string(access)) + (isExclusive ? " exclusive" : ""));
+    if (isDevice && current->becomes.count(path) != 0)
+        current->renumber(path, current->becomes[path]);
     errno = isDevice && access != O_RDONLY ? current->refusal : 0;
+    if (isDevice && isExclusive && current->claimed.count(path) != 0)
+        errno = EBUSY;
     return errno != 0 ? -1 : openat(AT_FDCWD, real(path).c_str(), flags, 0600);
 }
 
@@ -81,8 +87,12 @@ int ioctl(int descriptor, unsigned long request, void* argument)
 {
     struct stat file = {};
     errno = fstat(descriptor, &file) == 0 && current->gone.count(file.st_ino) != 0 ? ENODEV : 0;
-    if (errno == 0 && request == SG_IO)
+    if (fcntl(descriptor, F_GETFL) == -1 || (fcntl(descriptor, F_GETFL) & O_PATH) != 0)
+        errno = EBADF;
+    else if (errno == 0 && request == SG_IO)
         errno = current->answer(*static_cast<sg_io_hdr*>(argument));
+    else if (errno == 0 && request == BLKRRPART)
+        current->calls.push_back("BLKRRPART");
     else if (errno == 0 && request != (S_ISCHR(file.st_mode) ? SG_GET_SCSI_ID : 0x5382))
         errno = ENOTTY;
     return errno == 0 ? 0 : -1;
@@ -104,10 +114,15 @@ FakeSystem::~FakeSystem()
 void FakeSystem::addNode(const std::string& path, mode_t kind, int majorNumber, int minorNumber)
 {
     fileAt(root + path);
+    gone.erase(renumber(path, {kind, makedev(majorNumber, minorNumber)}));
+}
+
+ino_t FakeSystem::renumber(const std::string& path, const Node& node)
+{
     struct stat file = {};
     stat(path.c_str(), &file);
-    nodes[file.st_ino] = {kind, makedev(majorNumber, minorNumber)};
-    gone.erase(file.st_ino);
+    nodes[file.st_ino] = node;
+    return file.st_ino;
 }
 
 void FakeSystem::addLink(const std::string& path, const std::string& destination)
@@ -122,6 +137,7 @@ void FakeSystem::plug(const std::string& address, const std::vector<std::string>
     const std::string subsystem = std::string("/sys/bus/") + bus;
     addLink(subsystem + "/devices/" + address, device);
     addLink(device + "/subsystem", subsystem);
+    set(device + "/rescan", "");
     for (const std::string& name : names) {
         const bool isBlock = name.rfind("sg", 0) != 0;
         const std::string number = (isBlock ? "8:" : "21:") + std::to_string(minor);
@@ -139,4 +155,15 @@ void FakeSystem::unplugAll()
         gone.insert(inode);
     files::remove_all(root + "/sys");
     files::remove_all(root + "/dev");
+}
+
+void FakeSystem::set(const std::string& path, const std::string& text)
+{
+    fileAt(root + path) << text;
+}
+
+std::string FakeSystem::content(const std::string& path) const
+{
+    std::ifstream file(root + path);
+    return {std::istreambuf_iterator<char>(file), {}};
 }

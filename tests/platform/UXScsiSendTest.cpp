@@ -25,6 +25,7 @@ protected:
             Bytes sent;
             std::tie(request.status, request.host_status, request.driver_status, sent) =
                 requests.size() <= attentions ? attention : answer;
+            request.resid = residual;
             request.sb_len_wr = static_cast<unsigned char>(sent.size());
             std::copy(sent.begin(), sent.end(), request.sbp);
             return error;
@@ -40,6 +41,7 @@ protected:
     UXScsiTarget target{"/dev/sg1", false};
     Answer answer;
     std::size_t attentions = 0;
+    int residual = 0;
     int error = 0;
     std::vector<sg_io_hdr> requests;
     Bytes sense = Bytes(28, 0xee);
@@ -88,6 +90,7 @@ TEST_F(UXScsiSend, RequestsAsTheKernelTakesThem)
         {-1, -1, 0, true, 60000, SG_DXFER_NONE},
         {90, -1, 4, true, 90000, SG_DXFER_TO_DEV},
         {90, 5, 4, false, 5000, SG_DXFER_FROM_DEV},
+        {90, 0, 0, false, 0, SG_DXFER_NONE},
         {90, INT_MAX, 0, false, UINT_MAX, SG_DXFER_NONE}};
     char data[4];
     for (const auto& [openSeconds, seconds, length, toDevice, milliseconds, direction] : cases) {
@@ -98,6 +101,23 @@ TEST_F(UXScsiSend, RequestsAsTheKernelTakesThem)
         EXPECT_EQ(std::tuple(request.timeout, request.dxfer_direction, request.dxferp, request.dxfer_len),
                   std::tuple(milliseconds, direction, data, length));
         EXPECT_EQ(std::string(request.cmdp, request.cmdp + request.cmd_len), "cdb");
+    }
+}
+
+TEST_F(UXScsiSend, WhatTheDriveDidNotSendIsZero)
+{
+    // what came, the residual, to the drive, what the caller then has
+    const std::tuple<Answer, int, bool, const char*> cases[] = {
+        {{0, 0, 0, {}}, 0, false, "stale"},  {{0, 0, 0, {}}, 3, false, "st000"},  {attention, 4, false, "s0000"},
+        {{0, 0, 0, {}}, 99, false, "00000"}, {{0, 0, 0, {}}, -1, false, "stale"}, {{0, 3, 0, {}}, 0, false, "00000"},
+        {{0, 3, 0, {}}, 5, true, "stale"}};
+    for (const auto& [given, unsent, toDevice, expected] : cases) {
+        answer = given;
+        residual = unsent;
+        std::string data = "stale";
+        UXScsi::send(target, "\0\0\0\0\0", 6, data.data(), 5, toDevice, false, nullptr, 0, -1);
+        std::replace(data.begin(), data.end(), '\0', '0');
+        EXPECT_EQ(data, expected) << testing::PrintToString(given) << unsent;
     }
 }
 
@@ -139,8 +159,10 @@ TEST_F(UXScsiSend, SenseIsFixedFormatWithinItsBuffer)
         {with({0, 10, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4}), bare},    // not valid
         {with({1, 10, 0, 0, 0, 0, 0, 0, 5, 6, 7, 8, 0x80, 1, 0xff, 2, 6, 0, 0, 0xc0, 0, 9, 0, 5, 2, 0, 0xff}),
          {0x70, 0, 0x23, 0, 0, 0, 0, 10, 5, 6, 7, 8, 0x11, 4, 0, 0xc0, 0, 9}},
+        {with({4, 2, 0, 0xff, 5, 2, 0, 0x20}), {0x70, 0, 0xe3, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x11, 4}},
         {with({3, 2, 0, 0x55, 0, 10, 0x80, 0, 0, 0, 0, 0, 1, 2, 3}, 1), unit},
         {with({3, 2, 0, 0x55, 3}, 200), unit},
+        {with({6, 2, 0, 0xff, 3, 2, 0, 0x55}), unit}, // behind one of an unknown type
         {with({3, 2, 0, 0x55}, -1), bare},
         {with({3, 1, 0, 0x80, 0}), bare}}; // shorter than its type is
     for (const auto& [sent, fixed] : cases) {
