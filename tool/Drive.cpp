@@ -50,7 +50,7 @@ void requireRights()
         throw Failure(statusNotThere, "needs root");
     if (access("/sbin/fdisk", X_OK) == -1)
         throw Failure(statusNotThere, "/sbin/fdisk is missing");
-    for (const char* const program : {"parted", "mount", "umount", "eject"}) {
+    for (const char* const program : {"parted", "mount", "umount"}) {
         if (!isOnPath(program))
             throw Failure(statusNotThere, std::string("the program ") + program + " is missing");
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/UXScsi.h"
 #include "tool/Commands.h"
 #include "tool/LibraryLog.h"
 #include "tool/Mounts.h"
@@ -62,18 +63,33 @@ void require(const char* failed, Step step)
         throw libraryFailure(failed);
 }
 
+/// A drive that does not know the command never holds its medium: there is nothing to allow. What the drive answered,
+/// the backend tells in words alone.
+void allowRemoval(KRUnixMODiskImpl& backend)
+{
+    const std::string unknownCommand = UXScsiSense::toText(5, 0x20, 0, false);
+    try {
+        require("removal is not allowed", [&] { return backend.PreventRemovalOfVolume(0) == 0; });
+    } catch (const Failure& failure) {
+        if (std::string(failure.what()).find(unknownCommand) == std::string::npos)
+            throw;
+    }
+}
+
+/// The drive itself is told to eject, not eject(1): that one has to open the node, too, which is ours alone until the
+/// medium is out. Were the node let go for it, somebody could mount the medium in between. The drive's refusal is also
+/// the true reason, where eject(1) has only words on standard error.
 void eject(const Drive& drive, const Descriptor& node)
 {
     constexpr int seconds = 60;
     KRUnixMODiskImpl backend(drive.name, "", 0, 0, true);
-    backend.setNativePath(drive.node);
     unsigned long scratch = 0;
     require("the medium is not ready", [&] { return backend.WaitforUnitReady(seconds, &scratch) == 0; });
     if (fsync(node.number()) == -1)
         throw systemFailure("flush", errno);
-    require("removal is not allowed", [&] { return backend.PreventRemovalOfVolume(0) == 0; });
+    allowRemoval(backend); // ends the kernel's PREVENT of our open, too
     require("the drive is not stopped", [&] { return backend.StartStopUnit(0, 0) == 0; });
-    require("the medium is not ejected", [&] { return backend.DoEject(seconds); });
+    require("the medium is not ejected", [&] { return backend.StartStopUnit(0, 1) == 0; });
 }
 
 /// Whether the medium is out is for the drive to say. One that is ready again has taken it in again, or never let go.
@@ -85,7 +101,7 @@ void tellOutcome(const Drive& drive, Output& output)
     if (state.absent)
         output.remark("the medium is out");
     else
-        output.line("stopped and ejected, but the drive does not say that the medium is out: " + state.text);
+        output.line("stopped and ejected; the drive does not say whether the medium is out: " + state.text);
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 # Builds hosts against an installed krmo, by CMake and by pkg-config, and runs them.
 #
-#     cmake -D prefix=FOLDER -D work=FOLDER [-D run=PROGRAM;ARGUMENT...] -P BuildAndRun.cmake
+#     cmake -D prefix=FOLDER -D work=FOLDER -D generator=NAME [-D run=PROGRAM;ARGUMENT...] -P BuildAndRun.cmake
 #
+# `generator` is CMake's for these builds: one whose build program is known to be there.
 # `run` is put before the example host and given a drive at /dev/sda: the lab. Without it there is no drive, and the
 # host has to say so.
 cmake_minimum_required(VERSION 3.25)
@@ -28,7 +29,7 @@ function(run_host program)
 endfunction()
 
 file(REMOVE_RECURSE ${work})
-step(${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR} -B ${work}/cmake -DCMAKE_PREFIX_PATH=${prefix})
+step(${CMAKE_COMMAND} -G "${generator}" -S ${CMAKE_CURRENT_LIST_DIR} -B ${work}/cmake -DCMAKE_PREFIX_PATH=${prefix})
 step(${CMAKE_COMMAND} --build ${work}/cmake --parallel 2)
 run_host(${work}/cmake/krmo-host)
 step(timeout 60 env LD_LIBRARY_PATH=${libraries} ${work}/cmake/own-platform/own-platform-host)

@@ -1,6 +1,6 @@
 # Installs a build through DESTDIR, moves what came of it, and uses it from there.
 #
-#     cmake -D build=FOLDER -D source=FOLDER -P Installed.cmake
+#     cmake -D build=FOLDER -D source=FOLDER -D generator=NAME -P Installed.cmake
 cmake_minimum_required(VERSION 3.25)
 
 set(work ${build}/installed)
