@@ -34,8 +34,8 @@ struct DriveDescription {
     int megabytes = 32;
     int sectorSize = 512;
     bool isEmpty = false;       ///< there is no medium in it
-    std::string driveSettings;  ///< what the drive itself takes, ",key=value" for each
-    std::string mediumSettings; ///< what the medium takes, likewise
+    std::string driveSettings = {};  ///< what the drive itself takes, ",key=value" for each
+    std::string mediumSettings = {}; ///< what the medium takes, likewise
 };
 
 /// The drive that a text "key=value,key=value" describes; "key" alone is "key=yes". What it does not name is as above.

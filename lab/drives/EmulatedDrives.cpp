@@ -18,14 +18,15 @@ EmulatedDrive unitAt(const std::string& address)
             unitNode(address, "scsi_generic")};
 }
 
-// The nodes come one by one, each by a driver that looks at the unit in its own time.
+// The disk driver looks at a unit in its own time, reads its partition table last, and holds the unit meanwhile. Whoever
+// binds it to the driver waits for that, and is then told that it is bound already.
 EmulatedDrive completeUnitAt(const std::string& address)
 {
-    waitUntil("the unit " + address + " has its nodes", [&address] {
-        const std::string block = unitNode(address, "block");
-        const std::string generic = unitNode(address, "scsi_generic");
-        return !block.empty() && !generic.empty() && std::filesystem::exists(block) && std::filesystem::exists(generic);
-    });
+    try {
+        writeAttribute("/sys/bus/scsi/drivers/sd/bind", address);
+    } catch (const std::system_error&) {
+    }
+    waitForFile(unitNode(address, "block"));
     return unitAt(address);
 }
 

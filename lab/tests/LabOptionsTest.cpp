@@ -61,10 +61,10 @@ TEST(DriveDescription, IsReadFromItsText)
     EXPECT_EQ(lab::DriveType::magnetoOptical, drive.type);
     EXPECT_EQ(lab::Label::gpt, drive.label);
     EXPECT_EQ(lab::FileSystem::ext4, drive.fileSystem);
-    EXPECT_EQ((std::vector<int>{2, 3, 64, 2048, 7}),
-              (std::vector<int>{drive.partitions, drive.logicalUnits, drive.megabytes, drive.sectorSize,
-                                drive.spinUpMilliseconds}));
-    EXPECT_TRUE(drive.writeProtected && drive.descriptorSense);
+    EXPECT_EQ((std::vector<int>{2, 3, 64, 2048}),
+              (std::vector<int>{drive.partitions, drive.logicalUnits, drive.megabytes, drive.sectorSize}));
+    EXPECT_EQ(",spin-up=7,descriptor-sense=yes", drive.driveSettings);
+    EXPECT_EQ(",write-protect=yes", drive.mediumSettings);
 }
 
 TEST(RunOrder, ComesBackFromItsFile)
