@@ -90,7 +90,7 @@ TEST_F(ToolTest, WhatCanNotWorkIsToldAtOnceAndTouchesNothing)
         EXPECT_TRUE(ended(run(one.arguments), one.status, one.said)) << one.arguments;
     fs::permissions(fs::path(file("closed/file", 1)).parent_path(), fs::perms::none);
     const std::string asOwnerAlone = "setpriv --bounding-set=-dac_override,-dac_read_search";
-    EXPECT_TRUE(ended(run(put + folder + "/closed", asOwnerAlone), 3, "closed: Permission denied"));
+    EXPECT_TRUE(ended(run(put + folder + "/closed", asOwnerAlone), 3, "closed: open: Permission denied"));
     EXPECT_EQ("", namesOn(drive));
     EXPECT_TRUE(fs::is_empty(directoryOf(other)));
 

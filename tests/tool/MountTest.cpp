@@ -14,8 +14,8 @@
 #include "lab/drives/Faults.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Waiting.h"
-#include "lab/support/SystemCall.h"
 #include "lab/support/Process.h"
+#include "lab/support/SystemCall.h"
 #include "tests/tool/ToolTest.h"
 
 namespace fs = std::filesystem;
@@ -308,8 +308,7 @@ TEST_F(MountTest, WhatIsOnAMediumWithoutAUsablePartitionIsTold)
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(one.said);
-        const lab::EmulatedDrive drive =
-            add({lab::DriveType::disk, one.label, lab::FileSystem::vfat, one.partitions});
+        const lab::EmulatedDrive drive = add({lab::DriveType::disk, one.label, lab::FileSystem::vfat, one.partitions});
         lab::runCommand({"blockdev", "--rereadpt", drive.blockNode});
         if (one.firstSector != nullptr)
             lab::overwriteSectors(drive.blockNode, 2048, 1,
