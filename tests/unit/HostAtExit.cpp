@@ -92,7 +92,7 @@ using Drive = std::unique_ptr<KRScsiMODiskDrive>;
 struct Host {
     ~Host();
 
-    void* library = nullptr;
+    void* loaded = nullptr;
     Drive drive, other;
     std::thread reader;
     int pipe[2] = {};
@@ -103,7 +103,7 @@ struct Host {
 
 Drive openDrive()
 {
-    const auto symbol = [](const char* name) { return dlsym(host.library, name); };
+    const auto symbol = [](const char* name) { return dlsym(host.loaded, name); };
     auto* const callback = symbol("_ZN17KRScsiMODiskDrive26m_gpLogMessageCallbackFuncB5cxx11E");
     *static_cast<KRScsiMODiskDrive::LogMessageCallback*>(callback) = [](int, const long long&,
                                                                         const std::string& text) {
@@ -118,8 +118,8 @@ Drive openDrive()
 
 bool load()
 {
-    host.library = dlopen(KRMO_LIBRARY, RTLD_NOW);
-    return host.library != nullptr;
+    host.loaded = dlopen(KRMO_LIBRARY, RTLD_NOW);
+    return host.loaded != nullptr;
 }
 
 /// @return whether nothing stays when the library has been used and is gone.
@@ -127,7 +127,7 @@ bool loadsWithoutLeak()
 {
     const int before = allocated;
     const bool used = load() && openDrive() != nullptr;
-    dlclose(host.library);
+    dlclose(host.loaded);
     std::string().swap(host.told);
     return used && dlopen(KRMO_LIBRARY, RTLD_NOW | RTLD_NOLOAD) == nullptr && allocated == before;
 }
