@@ -36,8 +36,9 @@ bool failed(const KRScsiMODiskDrive& drive, const char* step)
     return false;
 }
 
-/// Writes the data to a file, or reads them from it. The counts alone tell whether that works: a full medium gives a
-/// smaller one, a failed call one that can't be true, and the drive keeps no code of either.
+/// Writes the data to a file, or reads them from it. The counts alone tell whether that works, and the drive keeps no
+/// code of a failure: a full medium gives a smaller count, a failed write -1, and a failed read its errno, which could
+/// be taken for a count of a few bytes. So whatever is not what was asked for is a failure.
 bool transfer(KRScsiMODiskDrive& drive, const std::string& path, int accessMode, std::vector<char>& data)
 {
     const int handle = drive.createFile(path, accessMode, createIfMissing);
@@ -49,7 +50,7 @@ bool transfer(KRScsiMODiskDrive& drive, const std::string& path, int accessMode,
     while (done < data.size()) {
         const std::size_t length = std::min(blockLength, data.size() - done);
         const std::size_t count = (drive.*step)(handle, data.data() + done, length);
-        if (count == 0 || count > length)
+        if (count != length)
             break;
         done += count;
     }

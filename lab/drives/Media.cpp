@@ -147,6 +147,22 @@ std::string preparedMedium(const DriveDescription& description)
     return path;
 }
 
+std::string copyOf(const std::string& file)
+{
+    std::string path = folder + "/mediumXXXXXX";
+    const Descriptor copy(checked(::mkstemp(path.data()), "make " + path));
+    copyData(file, copy, 0);
+    return path;
+}
+
+/// Where the contents of a medium are, by its description.
+std::string fileOf(const std::string& medium)
+{
+    const std::string key = "file=";
+    const size_t start = medium.find(key) + key.size();
+    return medium.substr(start, medium.find(',', start) - start);
+}
+
 /// A FAT partition for reading, until the end of this.
 class MountedPartition {
 public:
@@ -177,11 +193,20 @@ void formatNode(const std::string& node, FileSystem fileSystem)
 
 std::string makeMedium(const DriveDescription& description)
 {
-    std::string path = folder + "/mediumXXXXXX";
-    const std::string prepared = preparedMedium(description);
-    const Descriptor file(checked(::mkstemp(path.data()), "make " + path));
-    copyData(prepared, file, 0);
-    return "file=" + path + ",sector-size=" + std::to_string(description.sectorSize) + description.mediumSettings;
+    return "file=" + copyOf(preparedMedium(description)) +
+           ",sector-size=" + std::to_string(description.sectorSize) + description.mediumSettings;
+}
+
+std::string copyMedium(const std::string& medium)
+{
+    const std::string path = fileOf(medium);
+    std::string copy = medium;
+    return copy.replace(copy.find(path), path.size(), copyOf(path));
+}
+
+void forgetMedium(const std::string& medium)
+{
+    fs::remove(fileOf(medium));
 }
 
 void forgetMedia()

@@ -12,7 +12,11 @@ namespace lab {
 /// copies of the first.
 std::string makeMedium(const DriveDescription& description);
 
-/// Forgets all media that are in no drive.
+/// A copy of a medium that is in no drive, to be changed by itself.
+std::string copyMedium(const std::string& medium);
+
+/// Forgets one medium, or all that are in no drive.
+void forgetMedium(const std::string& medium);
 void forgetMedia();
 
 /// Makes a file system on a partition, or on a whole medium.

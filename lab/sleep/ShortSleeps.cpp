@@ -3,8 +3,12 @@
 //
 // With a command in LAB_DURING_WAIT, waits of a second and more return at once, too, and the command runs in the first
 // of them: what happens while a program waits.
+//
+// With a number in LAB_COMMAND_SECONDS, so long and no longer the kernel waits for the answer to a command that the
+// program sends by SG_IO.
 
 #include <dlfcn.h>
+#include <scsi/sg.h>
 #include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
@@ -51,6 +55,19 @@ Function original(Function /*ours*/, const char* name)
 }
 
 } // namespace
+
+/// Found by the program in the place of ioctl, whose third argument it takes by its place.
+extern "C" int shorteningIoctl(int descriptor, unsigned long request, void* argument) __asm__("ioctl");
+
+extern "C" int shorteningIoctl(int descriptor, unsigned long request, void* argument)
+{
+    constexpr unsigned milliseconds = 1000;
+    const char* const seconds = getenv("LAB_COMMAND_SECONDS");
+    if (request == SG_IO && seconds != nullptr) {
+        static_cast<sg_io_hdr*>(argument)->timeout = milliseconds * static_cast<unsigned>(atoi(seconds));
+    }
+    return original(&shorteningIoctl, "ioctl")(descriptor, request, argument);
+}
 
 extern "C" unsigned sleep(unsigned seconds)
 {

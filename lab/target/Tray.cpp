@@ -27,6 +27,12 @@ std::chrono::microseconds Tray::timeUntilReady() const
     return _medium == nullptr ? std::chrono::microseconds(0) : std::max(left, std::chrono::microseconds(0));
 }
 
+void Tray::setSpinUp(std::chrono::milliseconds time)
+{
+    _spinUp = time;
+    _ready = std::min(_ready, Clock::now() + time);
+}
+
 void Tray::start()
 {
     if (_isStopped) {

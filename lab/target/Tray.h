@@ -51,7 +51,8 @@ public:
     /// How long the motor still needs.
     std::chrono::microseconds timeUntilReady() const;
 
-    void setSpinUp(std::chrono::milliseconds time) { _spinUp = time; }
+    /// How long it takes, also from now on where it is under way and would take longer.
+    void setSpinUp(std::chrono::milliseconds time);
     void setButtonIgnoresLock(bool ignores) { _buttonIgnoresLock = ignores; }
 
 private:

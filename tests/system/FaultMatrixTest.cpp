@@ -3,10 +3,11 @@
 // faults is in Faults.inc, under the same names.
 //
 // Host and krmo follow the script of their column, one after the other, on a medium onto which krmo put the file "kept"
-// before. A step is an operation and what it gives, unless that is a success. A krmo that runs "at" a line of its log
-// stands still behind the second such line until "end".
+// before; each row has a copy of it, in a drive that serves all rows. A step is an operation and what it gives, unless
+// that is a success. A krmo that runs "at" a line of its log stands still behind the second such line until "end".
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -15,13 +16,17 @@
 #include <set>
 #include <system_error>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "lab/drives/CommandLog.h"
 #include "lab/drives/Faults.h"
 #include "lab/drives/Media.h"
 #include "lab/drives/Sysfs.h"
+#include "lab/drives/Waiting.h"
 #include "lab/support/Process.h"
+#include "lab/support/SystemCall.h"
 #include "tests/tool/ToolTest.h"
 
 namespace {
@@ -75,34 +80,73 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
     static const std::map<std::string, Operation> operations;
     static const std::map<std::string, Fault> faults;
 
-    FaultMatrix()
+    static void SetUpTestSuite()
     {
         std::iota(kept.begin(), kept.end(), '\1');
         fs::create_directories(folder + "/back");
-        sources = {{"kept", kept}, {"large", std::string(3'000'000, 'x')}};
-        for (const auto& [name, bytes] : sources)
+        for (const auto& [name, bytes] : sources())
             std::ofstream(folder + "/" + name) << bytes;
+        other = lab::EmulatedDrives().add(); // has the machine's first partition
+        unit = lab::EmulatedDrives().add();
+        EXPECT_TRUE(ended(run("put " + unit.address + " " + folder + "/kept"), 0));
+        withKept = lab::EmulatedDrives().takeOut(unit);
+        withKept.erase(withKept.find(",write-protect"));
     }
 
-    ~FaultMatrix() override
+    static void TearDownTestSuite()
+    {
+        lab::EmulatedDrives().removeAll();
+        fs::remove_all(folder);
+    }
+
+    FaultMatrix() { drivesStay = true; }
+
+    void SetUp() override
+    {
+        medium = lab::copyMedium(withKept);
+        settle();
+    }
+
+    /// Where a row ended by an exception, it left more than others.
+    void TearDown() override
     {
         settle();
-        fs::remove_all(folder);
+        lab::forgetMedium(medium);
+        fs::remove(folder + "/back/kept");
+    }
+
+    /// Puts a medium into the drive, whatever its tray is like, and has the kernel look at it.
+    static void load(const std::string& medium)
+    {
+        lab::EmulatedDrives().forceOpen(unit);
+        lab::EmulatedDrives().insert(unit, medium);
+        lab::openFile(unit.blockNode, O_RDONLY | O_NONBLOCK);
     }
 
     /// Ends every fault and every mount, by what the system shows: a fault may be another process's.
     void settle()
     {
+        waitpid(helper, nullptr, 0);
         lab::restoreFiles();
         lab::writeAttribute(threadLimit, threads);
+        unsetenv("LAB_COMMAND_SECONDS");
         unit = drives.plugIn(unit);
         drives.heal(unit);
-        drives.setWriteProtected(unit, false);
+        drives.set(unit, "button-ignores-lock=no,spin-up=0");
         unmountAll();
         path = unit.address;
         before.clear();
-        setRunning(path, true);
+        if (std::regex_search(drives.state(unit), std::regex("tray=closed,.*stopped=no," + medium + ",write-protect=no")))
+            lab::openFile(unit.blockNode, O_RDONLY | O_NONBLOCK);
+        else
+            load(medium);
         lab::restoreSectors(unit.blockNode);
+    }
+
+    /// What krmo brings to media.
+    static std::map<std::string, std::string> sources()
+    {
+        return {{"kept", kept}, {"large", std::string(3'000'000, 'x')}};
     }
 
     std::map<std::string, std::string> onMedium() const
@@ -132,11 +176,17 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
                (waited == 0 ? "" : " after " + std::to_string(waited) + " s");
     }
 
+    /// Not done by krmo either, but seen.
+    static bool isLook(const std::string& operation)
+    {
+        return operation == "mounted" || operation == "others" || operation == "tray";
+    }
+
     void follow(const std::string& script)
     {
         for (const std::string& step : split(script, "; ")) {
             const std::string operation = step.substr(0, step.find(' '));
-            if (isHost || operation == "mounted" || operation == "others" || std::isupper(operation[0]) != 0)
+            if (isHost || isLook(operation) || std::isupper(operation[0]) != 0)
                 EXPECT_EQ(step, given(operation));
             else
                 toolFollows(operation, step);
@@ -180,7 +230,9 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
         static std::map<std::string, std::string> more = {{"put", folder + "/large"},
                                                           {"get", "kept --force --to " + folder + "/back"}};
         const std::vector<std::string> parts = split(step, " at ");
-        if (command != "end")
+        if (command == "example")
+            tool.start("exec '" KRMO_EXAMPLE "' " + path);
+        else if (command != "end")
             startTool(command + " " + path + " " + more[command] + (parts.size() == 2 ? " --verbose" : ""));
         if (parts.size() == 2)
             return tool.runBehind(parts[1], 2);
@@ -190,14 +242,17 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
         EXPECT_TRUE(ended(finish(tool), std::stoi(wanted), text)) << step;
     }
 
-    const lab::EmulatedDrive other = drives.add(); ///< has the machine's first partition
-    lab::EmulatedDrive unit = drives.add();
+    static inline lab::EmulatedDrive other;
+    static inline lab::EmulatedDrive unit;
+    static inline std::string kept = std::string(500'000, '\0'); ///< what the file of this name holds
+    static inline std::string withKept;                          ///< the medium whose copies the rows have
+
+    std::string medium;              ///< of this row
     std::string path = unit.address; ///< by which host and krmo know the drive
     const std::string threads = lab::readAttribute(threadLimit);
+    pid_t helper = -1; ///< waits for what is to be done in the midst of another process's work
 
-    std::map<std::string, std::string> sources; ///< what krmo brings to the medium
     bool isHost = false;
-    std::string kept = std::string(500'000, '\0'); ///< what the file of this name holds
     std::unique_ptr<KRHardDiskDrive> drive;
     int handle = -1;
     std::string before; ///< for the shell that becomes krmo
@@ -205,6 +260,15 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
 };
 
 using Fault = FaultMatrix::Fault;
+
+std::string namesIn(const std::string& directory)
+{
+    std::set<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory))
+        names.insert(entry.path().filename());
+    return names.empty() ? "none" : std::accumulate(std::next(names.begin()), names.end(), *names.begin(),
+                                                    [](const auto& left, const auto& right) { return left + " " + right; });
+}
 
 Fault named(const char* path)
 {
@@ -267,7 +331,52 @@ void takeDescriptors(FaultMatrix& test)
 
 void takeMedium(FaultMatrix& test)
 {
+    test.drives.set(test.unit, "button-ignores-lock");
     test.drives.takeOut(test.unit);
+}
+
+/// An empty one of another size, whose first partition lies elsewhere.
+void insertAnotherMedium(FaultMatrix& test)
+{
+    const std::string file = folder + "/another";
+    lab::runCommand({"sh", "-c",
+                     "truncate -s 0 " + file + " && truncate -s 48M " + file + " && echo start=16384,type=c | sfdisk -q " +
+                         file + " && mkfs.vfat --offset 16384 " + file + " 40000"});
+    test.drives.forceOpen(test.unit);
+    test.drives.insert(test.unit, "file=" + file + ",sector-size=512");
+}
+
+/// Takes the medium out, whatever the host has locked, and shuts the tray upon what is in it then.
+Fault reload(const char* settings, const char* medium = nullptr)
+{
+    return [=](FaultMatrix& test) {
+        test.drives.set(test.unit, settings);
+        test.drives.forceOpen(test.unit);
+        test.drives.insert(test.unit, medium == nullptr ? test.medium : medium);
+    };
+}
+
+/// The medium goes in, and spins until the kernel has told the drive to start and waits for it.
+void spinUpUntilStarted(FaultMatrix& test)
+{
+    lab::CommandLog log;
+    reload("spin-up=3600000")(test);
+    test.helper = fork();
+    if (test.helper != 0)
+        return;
+    lab::waitUntil("the drive is told to start", [&log] {
+        const std::vector<lab::ArrivedCommand> arrived = log.take();
+        return std::any_of(arrived.begin(), arrived.end(), [](const auto& command) { return command.bytes[0] == 0x1b; });
+    });
+    test.drives.set(test.unit, "spin-up=0");
+    _exit(0);
+}
+
+/// The kernel gives up each command of a program after a second.
+void leaveUnanswered(FaultMatrix& test)
+{
+    setenv("LAB_COMMAND_SECONDS", "1", 1);
+    test.drives.answer(test.unit, "command=00,unanswered");
 }
 
 void takePartedFromGpt(FaultMatrix&)
@@ -289,6 +398,8 @@ const std::map<std::string, FaultMatrix::Operation> FaultMatrix::operations = {
     {"mount", [](FaultMatrix& test) { return test.codeText(test.drive->mount()); }},
     {"mounted", [](FaultMatrix& test) { return test.directory().empty() ? "no" : ""; }},
     {"others", [](FaultMatrix& test) { return mountOf(test.other.partitionNode(1)); }},
+    {"tray", [](FaultMatrix& test) { return test.drives.state(unit).find("tray=open") == 0 ? "open" : ""; }},
+    {"names", [](FaultMatrix& test) { return namesIn(test.directory()); }},
     {"device", [](FaultMatrix& test) { return test.drive->getDevicePath() == test.unit.blockNode ? "" : "unknown"; }},
     {"create",
      [](FaultMatrix& test) {
@@ -316,8 +427,6 @@ const std::map<std::string, FaultMatrix::Operation> FaultMatrix::operations = {
 
 TEST_P(FaultMatrix, HarmsNothingAndIsTold)
 {
-    startTool("put " + path + " " + folder + "/kept");
-    EXPECT_TRUE(ended(finish(tool), 0));
     const std::vector<std::string> hosts = split(GetParam().host, "; KILLED; ");
     for (const std::string& script : hosts)
         runHost(script, &script == &hosts.back());
@@ -325,9 +434,10 @@ TEST_P(FaultMatrix, HarmsNothingAndIsTold)
     follow(GetParam().tool);
     settle();
     std::string names;
+    auto known = sources();
     for (const auto& [name, bytes] : onMedium()) {
         names += (names.empty() ? "" : " ") + name;
-        EXPECT_TRUE(sources.count(name) == 0 || bytes == sources[name]) << name;
+        EXPECT_TRUE(known.count(name) == 0 || bytes == known[name]) << name;
     }
     EXPECT_EQ(names, GetParam().medium);
     EXPECT_EQ(namesOn(other), "");

@@ -51,7 +51,8 @@ LabTest::~LabTest()
 {
     lab::restoreFiles();
     unmountAll();
-    drives.removeAll();
+    if (!drivesStay)
+        drives.removeAll();
 }
 
 std::unique_ptr<KRHardDiskDrive> LabTest::open(const std::string& path)

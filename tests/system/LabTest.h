@@ -37,6 +37,7 @@ struct LabTest : testing::Test {
     static std::string lastError(const KRScsiMODiskDrive& drive);
 
     lab::EmulatedDrives drives;
+    bool drivesStay = false; ///< for the next test
     static inline std::vector<std::pair<int, std::string>> log;
     static inline std::vector<unsigned int> waits;  ///< seconds
     static inline std::function<void()> duringWait; ///< happens in the next wait of the library
