@@ -17,7 +17,6 @@ struct Script {
     std::string data;            ///< what a command answers
     std::string sense = std::string("\x70\0\x92\0\0\0\0\x0a\0\0\0\0\x3a\x01", 14) + std::string(14, '\0');
     std::string node = "/dev/sdb"; ///< the drive's native path
-    int failingOpening = 0;        ///< the how manyth opening of the drive fails (ENXIO)
     std::string noDescriptorFor;   ///< the path that can't be opened (EMFILE)
     std::string throwAt; ///< the platform operation that throws KrException; with "!" behind it, something else
     std::shared_ptr<int> targets = std::make_shared<int>();

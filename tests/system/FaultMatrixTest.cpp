@@ -132,6 +132,7 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
         unsetenv("LAB_COMMAND_SECONDS");
         unit = drives.plugIn(unit);
         drives.heal(unit);
+        lab::writeAttribute(commandLimit(), "30");
         drives.set(unit, "button-ignores-lock=no,spin-up=0");
         unmountAll();
         path = unit.address;
@@ -158,6 +159,8 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
         }
     }
 
+    /// How many seconds the kernel gives to commands of its own.
+    static std::string commandLimit() { return lab::unitFolder(unit.address) + "/timeout"; }
     std::string directory() const { return mountOf(unit.partitionNode(1)); }
     std::string codeText(unsigned long code) const { return code == 0 ? "" : lastError(*drive); }
     std::string countText(unsigned long count, std::size_t whole) const
@@ -335,15 +338,17 @@ void takeMedium(FaultMatrix& test)
     test.drives.takeOut(test.unit);
 }
 
-/// An empty one of another size, whose first partition lies elsewhere.
-void insertAnotherMedium(FaultMatrix& test)
+/// An empty one of another size, whose only partition lies elsewhere and has that number.
+Fault anotherMedium(const std::string& number)
 {
-    const std::string file = folder + "/another";
-    lab::runCommand({"sh", "-c",
-                     "truncate -s 0 " + file + " && truncate -s 48M " + file + " && echo start=16384,type=c | sfdisk -q " +
-                         file + " && mkfs.vfat --offset 16384 " + file + " 40000"});
-    test.drives.forceOpen(test.unit);
-    test.drives.insert(test.unit, "file=" + file + ",sector-size=512");
+    return [number](FaultMatrix& test) {
+        const std::string file = folder + "/another";
+        lab::runCommand({"sh", "-c",
+                         "truncate -s 0 " + file + "; truncate -s 48M " + file + "; echo '" + file + number +
+                             " : start=16384, type=c' | sfdisk -q " + file + "; mkfs.vfat --offset 16384 " + file});
+        test.drives.forceOpen(test.unit);
+        test.drives.insert(test.unit, "file=" + file + ",sector-size=512");
+    };
 }
 
 /// Takes the medium out, whatever the host has locked, and shuts the tray upon what is in it then.
@@ -359,6 +364,8 @@ Fault reload(const char* settings, const char* medium = nullptr)
 /// The medium goes in, and spins until the kernel has told the drive to start and waits for it.
 void spinUpUntilStarted(FaultMatrix& test)
 {
+    takeMedium(test);
+    lab::openFile(test.unit.blockNode, O_RDONLY | O_NONBLOCK); // the kernel sees that it is empty
     lab::CommandLog log;
     reload("spin-up=3600000")(test);
     test.helper = fork();
@@ -377,6 +384,13 @@ void leaveUnanswered(FaultMatrix& test)
 {
     setenv("LAB_COMMAND_SECONDS", "1", 1);
     test.drives.answer(test.unit, "command=00,unanswered");
+}
+
+/// The kernel waits its own 30 seconds for the host; for krmo, which meets the same, they are shortened.
+void leaveReadUnanswered(FaultMatrix& test)
+{
+    lab::writeAttribute(test.commandLimit(), test.isHost ? "30" : "1");
+    test.drives.answer(test.unit, "command=28,unanswered");
 }
 
 void takePartedFromGpt(FaultMatrix&)
