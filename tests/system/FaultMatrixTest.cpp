@@ -379,11 +379,11 @@ void spinUpUntilStarted(FaultMatrix& test)
     _exit(0);
 }
 
-/// The kernel gives up each command of a program after a second.
-void leaveUnanswered(FaultMatrix& test)
+/// The kernel gives up a command of a program after two seconds then.
+void leaveStopUnanswered(FaultMatrix& test)
 {
-    setenv("LAB_COMMAND_SECONDS", "1", 1);
-    test.drives.answer(test.unit, "command=00,unanswered");
+    setenv("LAB_COMMAND_SECONDS", "2", 1);
+    test.drives.answer(test.unit, "command=1b......00,unanswered");
 }
 
 /// The kernel waits its own 30 seconds for the host; for krmo, which meets the same, they are shortened.
