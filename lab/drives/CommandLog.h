@@ -10,7 +10,7 @@ namespace lab {
 struct ArrivedCommand {
     std::string address;        ///< of the unit, "host:channel:target:unit"
     std::vector<uint8_t> bytes; ///< the command descriptor block
-    std::string answer; ///< "00" for GOOD, "02 6/28/00" for CHECK CONDITION and its sense, or "unanswered"
+    std::string answer;         ///< "00" for GOOD, "02 6/28/00" for CHECK CONDITION and its sense, or "unanswered"
 };
 
 /// Which commands arrived at the drives, and what they answered, in order, from this object's making on; the disk

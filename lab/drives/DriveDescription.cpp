@@ -42,8 +42,8 @@ Setter yesOrNo(bool DriveDescription::*member)
 // What only the drives understand is left to them.
 bool isLeftToDrives(DriveDescription& drive, const std::string& key, const std::string& value)
 {
-    static const std::set<std::string> ofDrive{"serial", "spin-up",  "descriptor-sense", "button-ignores-lock",
-                                               "delay",  "rate",     "attention"};
+    static const std::set<std::string> ofDrive{"serial", "spin-up", "descriptor-sense", "button-ignores-lock",
+                                               "delay",  "rate",    "attention"};
     static const std::set<std::string> ofMedium{"write-protect", "unreadable", "unwritable", "lose-writes"};
     if (ofDrive.count(key) + ofMedium.count(key) == 0) {
         return false;

@@ -33,7 +33,7 @@ struct DriveDescription {
     int logicalUnits = 1; ///< each has a medium of its own, of the same description
     int megabytes = 32;
     int sectorSize = 512;
-    bool isEmpty = false;       ///< there is no medium in it
+    bool isEmpty = false;            ///< there is no medium in it
     std::string driveSettings = {};  ///< what the drive itself takes, ",key=value" for each
     std::string mediumSettings = {}; ///< what the medium takes, likewise
 };

@@ -18,8 +18,8 @@ EmulatedDrive unitAt(const std::string& address)
             unitNode(address, "scsi_generic")};
 }
 
-// The disk driver looks at a unit in its own time, reads its partition table last, and holds the unit meanwhile. Whoever
-// binds it to the driver waits for that, and is then told that it is bound already.
+// The disk driver looks at a unit in its own time, reads its partition table last, and holds the unit meanwhile.
+// Whoever binds it to the driver waits for that, and is then told that it is bound already.
 EmulatedDrive completeUnitAt(const std::string& address)
 {
     try {

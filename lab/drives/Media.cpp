@@ -47,31 +47,31 @@ std::string partitionScript(const DriveDescription& description)
     return script;
 }
 
-void copyRange(const Descriptor& from, const Descriptor& to, off_t first, off_t end, off_t shift)
+void copyRange(const Descriptor& from, const Descriptor& target, off_t first, off_t end, off_t shift)
 {
     std::vector<char> buffer(1U << 16U);
     while (first < end) {
         const size_t length = std::min(buffer.size(), static_cast<size_t>(end - first));
         const auto count = ::pread(from.number(), buffer.data(), length, first);
         checked(count > 0 ? 0 : -1, "read a medium");
-        checked(static_cast<int>(::pwrite(to.number(), buffer.data(), static_cast<size_t>(count), first + shift)),
+        checked(static_cast<int>(::pwrite(target.number(), buffer.data(), static_cast<size_t>(count), first + shift)),
                 "write a medium");
         first += count;
     }
 }
 
 // Copies what is not a hole, some way further on in the other file, which is made no shorter than that.
-void copyData(const std::string& source, const Descriptor& to, off_t shift)
+void copyData(const std::string& source, const Descriptor& target, off_t shift)
 {
     const Descriptor from = openFile(source, O_RDONLY);
     const auto size = static_cast<off_t>(fs::file_size(source));
     struct stat status {};
-    checked(::fstat(to.number(), &status), "look at a medium");
-    checked(::ftruncate(to.number(), std::max(status.st_size, size + shift)), "make a medium longer");
+    checked(::fstat(target.number(), &status), "look at a medium");
+    checked(::ftruncate(target.number(), std::max(status.st_size, size + shift)), "make a medium longer");
     for (off_t end = 0; end < size;) {
         const off_t first = ::lseek(from.number(), end, SEEK_DATA);
         end = first < 0 ? size : ::lseek(from.number(), first, SEEK_HOLE);
-        copyRange(from, to, first < 0 ? size : first, end, shift);
+        copyRange(from, target, first < 0 ? size : first, end, shift);
     }
 }
 
@@ -130,7 +130,7 @@ std::string fileNameFor(const DriveDescription& description)
 // Processes that prepare the same medium at one time each do so, and one of them wins.
 std::string preparedMedium(const DriveDescription& description)
 {
-    const std::string path = folder + "/" + fileNameFor(description);
+    std::string path = folder + "/" + fileNameFor(description);
     if (fs::exists(path)) {
         return path;
     }

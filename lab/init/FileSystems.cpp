@@ -82,6 +82,7 @@ void enterOverlay()
     mountNewFolder("/dev/pts", "devpts", "mode=620,ptmxmode=666");
     mountNewFolder("/dev/shm", "tmpfs", "mode=1777");
     mountOn("/run", "tmpfs", "mode=755");
+    mountNewFolder("/run/lab", "tmpfs", "mode=700,size=100%"); // for the media, as large as they are
     linkDescriptors();
     linkMountTable();
     showModules();

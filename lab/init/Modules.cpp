@@ -44,7 +44,8 @@ void showModules()
 
 void loadDiskModules()
 {
-    runCommand({"modprobe", "--all", "sd_mod", "sg", "target_core_user", "tcm_loop", "vfat", "nls_cp437", "nls_ascii", "nls_iso8859-1"});
+    runCommand({"modprobe", "--all", "sd_mod", "sg", "target_core_user", "tcm_loop", "vfat", "nls_cp437", "nls_ascii",
+                "nls_iso8859-1"});
 }
 
 } // namespace lab

@@ -35,10 +35,8 @@ std::string faultOfResults(const std::string& folder)
 void addOptions(CLI::App& app, LabOptions& options)
 {
     RunOrder& order = options.order;
-    CLI::Option* const drive = app.add_option("--drive", order.drives,
-                                              std::string("a drive, KEY=VALUE,...; may be repeated; none: one as by "
-                                                          "default\n") +
-                                                  driveKeysHelp);
+    const std::string driveHelp = "KEY=VALUE,...: a drive; may be repeated (one with the defaults)\n";
+    CLI::Option* const drive = app.add_option("--drive", order.drives, driveHelp + driveKeysHelp);
     drive->allow_extra_args(false)->check(faultOfDrive);
     app.add_flag("--no-drives", "no drive at all")->excludes(drive);
     app.add_option("--results", order.results, "a folder that PROGRAM can write; all else it changes is forgotten")
@@ -54,7 +52,7 @@ void addOptions(CLI::App& app, LabOptions& options)
     app.add_flag("--verbose", options.verbose, "show the kernel's console on standard error");
 }
 
-// The media lie in the kernel's memory, one more than there are drives, for the emulation begins with one.
+// The media lie in the kernel's memory, and what it reads of one of them lies in its cache besides.
 int neededMemory(const std::vector<std::string>& drives)
 {
     int largest = DriveDescription().megabytes;
@@ -64,6 +62,21 @@ int neededMemory(const std::vector<std::string>& drives)
         sum += parseDrive(drive).megabytes;
     }
     return sum + largest;
+}
+
+// What was not said, or is meant as the caller sees it.
+void complete(LabOptions& options, bool withoutDrives)
+{
+    RunOrder& order = options.order;
+    if (order.drives.empty() && !withoutDrives) {
+        order.drives = {"type=disk"};
+    }
+    if (!order.results.empty()) {
+        order.results = fs::absolute(order.results).lexically_normal();
+    }
+    if (options.memoryMegabytes == 0) {
+        options.memoryMegabytes = neededMemory(order.drives);
+    }
 }
 
 } // namespace
@@ -89,15 +102,7 @@ LabOptions parseOptions(const std::vector<std::string>& arguments)
         throw UsageError("no program to run is given behind --");
     }
     options.order.program.assign(separator + 1, arguments.end());
-    if (app.count("--drive") + app.count("--no-drives") == 0) {
-        options.order.drives = {"type=disk"};
-    }
-    if (!options.order.results.empty()) {
-        options.order.results = fs::absolute(options.order.results).lexically_normal();
-    }
-    if (options.memoryMegabytes == 0) {
-        options.memoryMegabytes = neededMemory(options.order.drives);
-    }
+    complete(options, app.count("--no-drives") != 0);
     return options;
 }
 

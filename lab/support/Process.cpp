@@ -59,6 +59,7 @@ private:
 std::vector<char*> pointersTo(const std::vector<std::string>& strings)
 {
     std::vector<char*> pointers;
+    pointers.reserve(strings.size() + 1);
     for (const std::string& string : strings) {
         pointers.push_back(const_cast<char*>(string.c_str()));
     }

@@ -5,8 +5,7 @@
 
 namespace lab {
 
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunOrder, drives, results, shortSleeps, program, environment,
-                                   workingDirectory)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(RunOrder, drives, results, shortSleeps, program, environment, workingDirectory)
 
 // In the binary form, which takes the strings as they are; the readable one takes UTF-8 alone.
 void RunOrder::write(const std::string& path) const

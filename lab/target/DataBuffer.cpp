@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <system_error>
 
 #include "lab/support/SystemCall.h"
 
@@ -44,23 +46,22 @@ size_t DataBuffer::put(const std::vector<uint8_t>& bytes) const
     return done;
 }
 
+// As few calls as can be, for they are slow in this kernel.
 void DataBuffer::readFrom(int descriptor, uint64_t position) const
 {
-    for (const iovec& part : _parts) {
-        const auto count =
-            ::pread(descriptor, part.iov_base, part.iov_len, static_cast<off_t>(position));
-        checked(static_cast<int>(count), "read a medium");
-        std::memset(static_cast<char*>(part.iov_base) + count, 0, part.iov_len - static_cast<size_t>(count));
-        position += part.iov_len;
-    }
+    const ssize_t count =
+        ::preadv(descriptor, _parts.data(), static_cast<int>(_parts.size()), static_cast<off_t>(position));
+    checked(count < 0 ? -1 : 0, "read a medium");
+    const size_t missing = size() - static_cast<size_t>(count);
+    part(static_cast<size_t>(count), missing).put(std::vector<uint8_t>(missing));
 }
 
 void DataBuffer::writeTo(int descriptor, uint64_t position) const
 {
-    for (const iovec& part : _parts) {
-        checked(static_cast<int>(::pwrite(descriptor, part.iov_base, part.iov_len, static_cast<off_t>(position))),
-                "write a medium");
-        position += part.iov_len;
+    const ssize_t count =
+        ::pwritev(descriptor, _parts.data(), static_cast<int>(_parts.size()), static_cast<off_t>(position));
+    if (count != static_cast<ssize_t>(size())) {
+        throw std::system_error(count < 0 ? errno : ENOSPC, std::generic_category(), "write a medium");
     }
 }
 

@@ -30,7 +30,7 @@ void openByHand(Tray& tray)
 std::string takeOut(Tray& tray)
 {
     openByHand(tray);
-    const std::string taken = tray.medium() == nullptr ? "empty" : tray.medium()->description();
+    std::string taken = tray.medium() == nullptr ? "empty" : tray.medium()->description();
     tray.exchange(nullptr);
     return taken;
 }
@@ -72,7 +72,8 @@ const std::map<std::string, DriveBay::UnitVerb>& DriveBay::unitVerbs()
     };
     static const std::map<std::string, UnitVerb> verbs{
         {"state", unitVerb([](LogicalUnit& /*unit*/, const std::string& /*argument*/) {})},
-        {"press-button", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().pressButton(); })},
+        {"press-button",
+         unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().pressButton(); })},
         {"force-open", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().open(); })},
         {"insert", unitVerb([](LogicalUnit& unit, const std::string& argument) {
              auto medium = makeMedium(argument);
@@ -138,7 +139,7 @@ std::string DriveBay::add(const Words& words)
     }
     const std::lock_guard<std::mutex> guard(_mutex);
     auto drive = std::make_shared<Drive>(_next++, words[1], Words(words.begin() + 2, words.end()), _records);
-    const std::string address = drive->address();
+    std::string address = drive->address();
     _drives[address] = {std::move(drive), std::make_shared<std::mutex>(), 0};
     return address;
 }

@@ -70,8 +70,8 @@ void FaultScript::add(const std::string& text)
 
 std::optional<FaultScript::Step> FaultScript::take(const CommandBytes& bytes)
 {
-    const auto found = std::find_if(_steps.begin(), _steps.end(),
-                                    [&bytes](const Step& step) { return isFor(step.command, bytes); });
+    const auto found =
+        std::find_if(_steps.begin(), _steps.end(), [&bytes](const Step& step) { return isFor(step.command, bytes); });
     if (found == _steps.end()) {
         return std::nullopt;
     }

@@ -22,7 +22,8 @@ public:
     /// @param path the file with the contents, whose size is the medium's; throws std::system_error
     Medium(const std::string& path, uint32_t sectorSize);
 
-    /// All that is to be known to make it again: "file=...,sector-size=512,write-protect=no", and what is wrong with it.
+    /// All that is to be known to make it again: "file=...,sector-size=512,write-protect=no", and what is wrong with
+    /// it.
     std::string description() const;
 
     uint32_t sectorSize() const { return _sectorSize; }

@@ -25,6 +25,7 @@ inline const Sense becomingReady{2, 0x04, 0x01, {}};
 inline const Sense stopped{2, 0x04, 0x02, {}};
 inline const Sense noMediumTrayClosed{2, 0x3a, 0x01, {}};
 inline const Sense noMediumTrayOpen{2, 0x3a, 0x02, {}};
+inline const Sense internalTargetFailure{4, 0x44, 0x00, {}};
 inline const Sense invalidOperationCode{5, 0x20, 0x00, {}};
 inline const Sense blockOutOfRange{5, 0x21, 0x00, {}};
 inline const Sense invalidFieldInCommand{5, 0x24, 0x00, {}};

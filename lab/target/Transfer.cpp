@@ -1,5 +1,7 @@
 #include "lab/target/Transfer.h"
 
+#include <system_error>
+
 #include "lab/target/BigEndian.h"
 
 namespace lab {
@@ -39,9 +41,17 @@ ScsiAnswer transfer(const Medium& medium, const ScsiCommand& command, Transfer f
     if (done < range.number) {
         return ScsiAnswer::refusal(error(range.first + done), transferred);
     }
-    ScsiAnswer answer;
-    answer.transferred = transferred;
-    return answer;
+    return {scsiStatus::good, {}, transferred, {}, false};
+}
+
+// The lab has no memory left for the medium.
+ScsiAnswer guarded(const Medium& medium, const ScsiCommand& command, Transfer function, Sense (*error)(uint64_t))
+{
+    try {
+        return transfer(medium, command, function, error);
+    } catch (const std::system_error&) {
+        return ScsiAnswer::refusal(internalTargetFailure);
+    }
 }
 
 } // namespace
@@ -54,7 +64,7 @@ size_t commandLength(uint8_t operationCode)
 
 ScsiAnswer read(LogicalUnit& unit, const ScsiCommand& command)
 {
-    return transfer(*unit.tray().medium(), command, &Medium::read, readError);
+    return guarded(*unit.tray().medium(), command, &Medium::read, readError);
 }
 
 ScsiAnswer write(LogicalUnit& unit, const ScsiCommand& command)
@@ -62,7 +72,7 @@ ScsiAnswer write(LogicalUnit& unit, const ScsiCommand& command)
     if (unit.tray().medium()->isWriteProtected()) {
         return ScsiAnswer::refusal(writeProtected);
     }
-    return transfer(*unit.tray().medium(), command, &Medium::write, writeError);
+    return guarded(*unit.tray().medium(), command, &Medium::write, writeError);
 }
 
 } // namespace lab

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <scsi/sg.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 
 #include <algorithm>
@@ -83,8 +85,8 @@ TEST_F(EmulatedDrivesTest, AreWhatIsDescribed)
     EXPECT_EQ("0 1 65536 0", attribute(disk, "device/type") + " " + attribute(disk, "removable") + " " +
                                  attribute(disk, "size") + " " + attribute(disk, "ro"));
     EXPECT_EQ("7 2048 131072 1", attribute(optical, "device/type") + " " +
-                                     attribute(optical, "queue/logical_block_size") + " " +
-                                     attribute(optical, "size") + " " + attribute(optical, "ro"));
+                                     attribute(optical, "queue/logical_block_size") + " " + attribute(optical, "size") +
+                                     " " + attribute(optical, "ro"));
     EXPECT_EQ(4U, drives.list().size());
     EXPECT_THROW(add("unreadable=x"), std::runtime_error);
 }
@@ -178,9 +180,15 @@ TEST_F(EmulatedDrivesTest, HaveFaultsUntilTheyAreHealed)
         bool writes;
         ssize_t result;
     } cases[] = {
-        {"unreadable=0", false, -ENODATA},   {"unreadable=8+1", false, -ENODATA},      {"unreadable=16", false, 8192},
-        {"unwritable=3", true, -EIO},    {"lose-writes=all", true, 8192},      {"transport=offline", false, -ENOMEDIUM},
-        {"delay=1", false, 8192},        {"rate=1", true, 8192},               {"write-protect", true, -EREMOTEIO},
+        {"unreadable=0", false, -ENODATA},
+        {"unreadable=8+1", false, -ENODATA},
+        {"unreadable=16", false, 8192},
+        {"unwritable=3", true, -EIO},
+        {"lose-writes=all", true, 8192},
+        {"transport=offline", false, -ENOMEDIUM},
+        {"delay=1", false, 8192},
+        {"rate=1", true, 8192},
+        {"write-protect", true, -EREMOTEIO},
     };
     for (const auto& one : cases) {
         drives.set(drive, one.setting);
@@ -189,6 +197,30 @@ TEST_F(EmulatedDrivesTest, HaveFaultsUntilTheyAreHealed)
         drives.set(drive, "write-protect=no");
         EXPECT_EQ(8192, transfer(drive, one.writes)) << one.setting;
     }
+}
+
+// The disk driver takes the blocks before the bad one for read, so they must have come.
+TEST_F(EmulatedDrivesTest, GiveTheDataThatStandBeforeABadBlock)
+{
+    const EmulatedDrive drive = add("label=none,fs=none,unreadable=8");
+    lab::runCommand({"dd", "of=" + drive.blockNode, "bs=4096", "oflag=direct"}, std::string(4096, 'x'));
+    std::array<unsigned char, 10> command{0x28, 0, 0, 0, 0, 0, 0, 0, 16, 0};
+    std::array<unsigned char, 32> sense{};
+    std::string data(8192, '-');
+    sg_io_hdr request{};
+    request.interface_id = 'S';
+    request.dxfer_direction = SG_DXFER_FROM_DEV;
+    request.cmdp = command.data();
+    request.cmd_len = command.size();
+    request.sbp = sense.data();
+    request.mx_sb_len = sense.size();
+    request.dxferp = data.data();
+    request.dxfer_len = static_cast<unsigned int>(data.size());
+    request.timeout = 30000;
+    const lab::Descriptor node = lab::openFile(drive.genericNode, O_RDWR);
+    ASSERT_EQ(0, ::ioctl(node.number(), SG_IO, &request));
+    EXPECT_EQ(3, sense[2]) << "the sense key, " << int{sense[0]};
+    EXPECT_EQ(std::string(4096, 'x'), data.substr(0, 4096));
 }
 
 TEST_F(EmulatedDrivesTest, AnswerNothingUntilTheKernelGivesUp)
@@ -218,10 +250,9 @@ TEST_F(EmulatedDrivesTest, LetNobodyWaitWhenTheyAreHealedOrGo)
 TEST_F(EmulatedDrivesTest, UnderstandWordsOfTheShell)
 {
     const EmulatedDrive drive = add("");
-    const std::string script = "lab-drive insert " + drive.blockNode +
-                               " size=8,fs=none && medium=$(lab-drive take-out " + drive.genericNode +
-                               ") && lab-drive insert " + drive.address +
-                               " $medium && lab-drive state " + drive.address;
+    const std::string script =
+        "lab-drive insert " + drive.blockNode + " size=8,fs=none && medium=$(lab-drive take-out " + drive.genericNode +
+        ") && lab-drive insert " + drive.address + " $medium && lab-drive state " + drive.address;
     EXPECT_EQ(0U, lab::runCommand({"sh", "-c", script + " | tail -n 1"}).find("tray=closed,"));
     for (const char* const request : {"", "dance", "set 9:9:9:9 delay=1", "set", "add type=tape empty", "log x"}) {
         EXPECT_THROW(lab::requestOfDrives(request), std::runtime_error) << request;

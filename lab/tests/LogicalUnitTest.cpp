@@ -55,7 +55,8 @@ struct LogicalUnitTest : testing::Test {
     std::string tell(const std::string& command, size_t room = 64)
     {
         std::vector<uint8_t> data(room, 0xee);
-        lab::ScsiCommand sent{{}, lab::DataBuffer({{data.data(), room / 2}, {data.data() + room / 2, room - room / 2}})};
+        lab::ScsiCommand sent{{},
+                              lab::DataBuffer({{data.data(), room / 2}, {data.data() + room / 2, room - room / 2}})};
         const std::vector<uint8_t> bytes = bytesOf(command);
         std::copy(bytes.begin(), bytes.end(), sent.bytes.begin());
         const lab::ScsiAnswer answer = unit->execute(sent);
@@ -83,8 +84,9 @@ TEST_F(LogicalUnitTest, TellsOfItselfAndOfItsMedium)
         const char* command;
         const char* answer;
     } cases[] = {
-        {"12 00 00 00 24 00", "00: 07 80 05 02 1f 00 00 02 4c 41 42 20 20 20 20 20 4f 50 54 49 43 41 4c 20 44 52 49 56 45 "
-                              "20 20 20 31 2e 30 20"},
+        {"12 00 00 00 24 00",
+         "00: 07 80 05 02 1f 00 00 02 4c 41 42 20 20 20 20 20 4f 50 54 49 43 41 4c 20 44 52 49 56 45 "
+         "20 20 20 31 2e 30 20"},
         {"12 00 00 00 05 00", "00: 07 80 05 02 1f"},
         {"12 00 80 00 24 00", "02 05 24 00"},
         {"12 01 00 00 ff 00", "00: 07 00 00 03 00 80 83"},
@@ -207,7 +209,8 @@ TEST_F(LogicalUnitTest, HasBlocksThatFail)
     const char* const held[] = {"1e: ee", "1f: 1f", "20: 20", "21: ee", "13: ee", "14: 14"};
     for (const std::string block : held) {
         const std::string number = block.substr(0, 2);
-        EXPECT_EQ("00" + block.substr(2), tell("28 00 00 00 00 " + number + " 00 00 01 00", 512).substr(0, 6)) << number;
+        EXPECT_EQ("00" + block.substr(2), tell("28 00 00 00 00 " + number + " 00 00 01 00", 512).substr(0, 6))
+            << number;
     }
     unit->heal();
     EXPECT_EQ("00: 07", tell("28 00 00 00 00 07 00 00 01 00", 512).substr(0, 6));
@@ -223,12 +226,8 @@ TEST_F(LogicalUnitTest, AnswersAsItIsTold)
         const char* command;
         const char* answer;
     } cases[] = {
-        {"1b 00 00 00 02 00", "02 05 53 02"},
-        {"00", "unanswered"},
-        {"00", "00"},
-        {"1b 00 00 00 02 00", "02 05 53 02"},
-        {"00", "08"},
-        {"1b 00 00 00 02 00", "02 04 44 00"},
+        {"1b 00 00 00 02 00", "02 05 53 02"}, {"00", "unanswered"}, {"00", "00"},
+        {"1b 00 00 00 02 00", "02 05 53 02"}, {"00", "08"},         {"1b 00 00 00 02 00", "02 04 44 00"},
         {"12 00 00 00 05 00", "02 04 44 00"},
     };
     for (const auto& one : cases) {
