@@ -107,8 +107,9 @@ public:
     /// sends the next command; when that is not the kernel, the kernel does not get to know of it. Where `send` meets
     /// one, from a disk whose block node can be opened exclusively (O_EXCL: nothing of it is mounted or claimed
     /// otherwise), it makes the kernel read size and partition table anew (`rescan` in sysfs, BLKRRPART) before the
-    /// command is sent again. Where somebody has the disk in use, nothing is forced. When this is not done, the lock
-    /// that it gives back, and how long it can block, are as told for the block node at `open`.
+    /// command is sent again. Where somebody has the disk in use, nothing is forced; who mounts it in that
+    /// moment is told that it is busy. When this is not done, the lock that it gives back, and how long it can block,
+    /// are as told for the block node at `open`; a PREVENT ALLOW of another thread waits as long.
     ///
     /// @param cdb, cdbLength     the command descriptor block, 1 to 255 bytes.
     /// @param data, dataLength   the buffer and its size in bytes; null and 0 without a data phase. What the

@@ -92,6 +92,13 @@ void eject(const Drive& drive, const Descriptor& node)
     require("the medium is not ejected", [&] { return backend.StartStopUnit(0, 1) == 0; });
 }
 
+/// The kernel learns that the medium is gone when the node is opened next. Until then it shows the size and the
+/// partitions of a medium that somebody carries away.
+void haveKernelLook(const Drive& drive)
+{
+    const Descriptor look(open(drive.node.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+}
+
 /// Whether the medium is out is for the drive to say. One that is ready again has taken it in again, or never let go.
 void tellOutcome(const Drive& drive, Output& output)
 {
@@ -112,6 +119,7 @@ void unloadMedium(const Arguments& arguments, Output& output)
     unmountOurs(drive);
     const Descriptor node = openExclusively(drive);
     eject(drive, node);
+    haveKernelLook(drive);
     tellOutcome(drive, output);
 }
 

@@ -86,6 +86,7 @@ TEST(ProcessThatSends, MoreCommandsThanTheKernelTakesWaitForTheirTurn)
         EXPECT_NO_THROW(sendTo(UXScsiTarget("/dev/sg1", false)));
     };
     std::vector<std::thread> threads;
+    threads.reserve(senders);
     for (int i = 0; i < senders; ++i)
         threads.emplace_back(sendOne);
     for (std::thread& thread : threads)

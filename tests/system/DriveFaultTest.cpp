@@ -28,7 +28,7 @@ TEST_F(DriveFaultTest, DriveUnpluggedWhileMountedComesBackUnderItsDescriptor)
     EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), -1);
     ASSERT_EQ(system(("umount " + drive->getMountPath()).c_str()), 0);
 
-    drives.plugIn(unit);
+    EXPECT_EQ(drives.plugIn(unit).genericNode, unit.genericNode); // whose name was let go of by the command
     EXPECT_EQ(backend.OpenVolume(true), handle); // what holds the number never means another file
     EXPECT_EQ(backend.WaitforUnitReady(0, nullptr), 0);
 }

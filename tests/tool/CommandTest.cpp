@@ -136,5 +136,5 @@ TEST_F(ToolTest, ABusyMediumStaysWhereItIsAndItsHolderIsNamed)
     EXPECT_TRUE(ended(run("drives"), 0, " ready"));
     elsewhere.kill(SIGKILL);
     elsewhere.finish();
-    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 0, "ejected"));
+    EXPECT_TRUE(ended(run("unload " + drive.genericNode), 0, "the medium is out"));
 }

@@ -23,7 +23,7 @@ TEST_F(ToolTest, ATreeComesBackAsItWasAfterUnloadAndAFreshMount)
     for (const lab::DriveType type : {lab::DriveType::disk, lab::DriveType::magnetoOptical}) {
         const lab::EmulatedDrive drive = add({type});
         EXPECT_TRUE(ended(run("put --to a/b " + drive.address + " " + folder + "/tree"), 0, "502 files"));
-        EXPECT_TRUE(ended(run("unload " + drive.address), 0, "ejected"));
+        EXPECT_TRUE(ended(run("unload " + drive.address), 0, "the medium is out"));
         drives.insert(drive, drives.takeOut(drive));
         EXPECT_TRUE(ended(run("get --force " + drive.address + " a/b/tree --to " + folder + "/back"), 0, "502 files"));
         expectSame(folder + "/tree", folder + "/back/tree");
