@@ -23,10 +23,11 @@ public:
     operator const std::string&() const { return *reinterpret_cast<const std::string*>(this); }
 
 private:
-    const char* _characters;
-    std::size_t _length;
-    std::size_t _capacity = _length;
-    std::size_t _unused = 0; // the rest of the place for short texts, of which `_capacity` is the front
+    // Read as the string's members. What is last fills the place for short texts, of which the capacity is the front.
+    [[maybe_unused]] const char* _characters;
+    [[maybe_unused]] std::size_t _length;
+    [[maybe_unused]] std::size_t _capacity = _length;
+    [[maybe_unused]] std::size_t _rest = 0;
 };
 
 static_assert(sizeof(ConstantText) == sizeof(std::string) && alignof(ConstantText) == alignof(std::string));
