@@ -137,7 +137,8 @@ struct FaultMatrix : LabTest, testing::WithParamInterface<Row> {
         unmountAll();
         path = unit.address;
         before.clear();
-        if (std::regex_search(drives.state(unit), std::regex("tray=closed,.*stopped=no," + medium + ",write-protect=no")))
+        if (std::regex_search(drives.state(unit),
+                              std::regex("tray=closed,.*stopped=no," + medium + ",write-protect=no")))
             lab::openFile(unit.blockNode, O_RDONLY | O_NONBLOCK);
         else
             load(medium);
@@ -269,8 +270,9 @@ std::string namesIn(const std::string& directory)
     std::set<std::string> names;
     for (const fs::directory_entry& entry : fs::directory_iterator(directory))
         names.insert(entry.path().filename());
-    return names.empty() ? "none" : std::accumulate(std::next(names.begin()), names.end(), *names.begin(),
-                                                    [](const auto& left, const auto& right) { return left + " " + right; });
+    return names.empty() ? "none"
+                         : std::accumulate(std::next(names.begin()), names.end(), *names.begin(),
+                                           [](const auto& left, const auto& right) { return left + " " + right; });
 }
 
 Fault named(const char* path)
@@ -373,7 +375,8 @@ void spinUpUntilStarted(FaultMatrix& test)
         return;
     lab::waitUntil("the drive is told to start", [&log] {
         const std::vector<lab::ArrivedCommand> arrived = log.take();
-        return std::any_of(arrived.begin(), arrived.end(), [](const auto& command) { return command.bytes[0] == 0x1b; });
+        return std::any_of(arrived.begin(), arrived.end(),
+                           [](const auto& command) { return command.bytes[0] == 0x1b; });
     });
     test.drives.set(test.unit, "spin-up=0");
     _exit(0);
