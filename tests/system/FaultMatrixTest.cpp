@@ -298,33 +298,34 @@ Fault answers(std::vector<const char*> steps)
 {
     return [steps](FaultMatrix& test) {
         for (const char* const step : steps)
-            test.drives.answer(test.unit, step);
+            test.drives.answer(FaultMatrix::unit, step);
     };
 }
 
 Fault setting(const char* keys)
 {
-    return [keys](FaultMatrix& test) { test.drives.set(test.unit, keys); };
+    return [keys](FaultMatrix& test) { test.drives.set(FaultMatrix::unit, keys); };
 }
 
 Fault damage(int sector, int number, const std::string& command)
 {
-    return [=](FaultMatrix& test) { lab::overwriteSectors(test.unit.blockNode, sector, number, command); };
+    return [=](FaultMatrix&) { lab::overwriteSectors(FaultMatrix::unit.blockNode, sector, number, command); };
 }
 
 Fault entries(const char* bytes)
 {
-    return [bytes](FaultMatrix& test) { lab::overwritePartitionTable(test.unit.blockNode, bytes); };
+    return [bytes](FaultMatrix&) { lab::overwritePartitionTable(FaultMatrix::unit.blockNode, bytes); };
 }
 
 void unplug(FaultMatrix& test)
 {
-    test.drives.unplug(test.unit);
+    test.drives.unplug(FaultMatrix::unit);
 }
 
 void unplugForAWait(FaultMatrix& test)
 {
-    const std::string command = lab::EmulatedDrives::plugInCommand(test.unit, test.unit.partitionNode(1));
+    const std::string command =
+        lab::EmulatedDrives::plugInCommand(FaultMatrix::unit, FaultMatrix::unit.partitionNode(1));
     LabTest::duringWait = [command] { lab::runCommand({"sh", "-c", command}); };
     std::ofstream(folder + "/wait") << command;
     unplug(test);
@@ -339,8 +340,64 @@ void takeDescriptors(FaultMatrix& test)
 
 void takeMedium(FaultMatrix& test)
 {
-    test.drives.set(test.unit, "button-ignores-lock");
-    test.drives.takeOut(test.unit);
+    test.drives.set(FaultMatrix::unit, "button-ignores-lock");
+    test.drives.takeOut(FaultMatrix::unit);
+}
+
+/// An empty one of another size, whose only partition lies elsewhere and has that number.
+Fault anotherMedium(const std::string& number)
+{
+    return [number](FaultMatrix& test) {
+        const std::string file = folder + "/another";
+        lab::runCommand({"sh", "-c",
+                         "truncate -s 0 " + file + "; truncate -s 48M " + file + "; echo '" + file + number +
+                             " : start=16384, type=c' | sfdisk -q " + file + "; mkfs.vfat --offset 16384 " + file});
+        test.drives.forceOpen(FaultMatrix::unit);
+        test.drives.insert(FaultMatrix::unit, "file=" + file + ",sector-size=512");
+    };
+}
+
+/// Takes the medium out, whatever the host has locked, and shuts the tray upon what is in it then.
+Fault reload(const char* settings, const char* medium = nullptr)
+{
+    return [=](FaultMatrix& test) {
+        test.drives.set(FaultMatrix::unit, settings);
+        test.drives.forceOpen(FaultMatrix::unit);
+        test.drives.insert(FaultMatrix::unit, medium == nullptr ? test.medium : medium);
+    };
+}
+
+/// The medium goes in, and spins until the kernel has told the drive to start and waits for it.
+void spinUpUntilStarted(FaultMatrix& test)
+{
+    takeMedium(test);
+    lab::openFile(FaultMatrix::unit.blockNode, O_RDONLY | O_NONBLOCK); // the kernel sees that it is empty
+    lab::CommandLog log;
+    reload("spin-up=3600000")(test);
+    test.helper = fork();
+    if (test.helper != 0)
+        return;
+    lab::waitUntil("the drive is told to start", [&log] {
+        const std::vector<lab::ArrivedCommand> arrived = log.take();
+        return std::any_of(arrived.begin(), arrived.end(),
+                           [](const auto& command) { return command.bytes[0] == 0x1b; });
+    });
+    test.drives.set(FaultMatrix::unit, "spin-up=0");
+    _exit(0);
+}
+
+/// The kernel gives up a command of a program after two seconds then.
+void leaveStopUnanswered(FaultMatrix& test)
+{
+    setenv("LAB_COMMAND_SECONDS", "2", 1);
+    test.drives.answer(FaultMatrix::unit, "command=1b......00,unanswered");
+}
+
+/// The kernel waits its own 30 seconds for the host; for krmo, which meets the same, they are shortened.
+void leaveReadUnanswered(FaultMatrix& test)
+{
+    lab::writeAttribute(FaultMatrix::commandLimit(), test.isHost ? "30" : "1");
+    test.drives.answer(FaultMatrix::unit, "command=28,unanswered");
 }
 
 /// An empty one of another size, whose only partition lies elsewhere and has that number.
@@ -417,10 +474,11 @@ const std::map<std::string, FaultMatrix::Operation> FaultMatrix::operations = {
     {"open", [](FaultMatrix& test) { return (test.drive = open(test.path)) == nullptr ? "none" : ""; }},
     {"mount", [](FaultMatrix& test) { return test.codeText(test.drive->mount()); }},
     {"mounted", [](FaultMatrix& test) { return test.directory().empty() ? "no" : ""; }},
-    {"others", [](FaultMatrix& test) { return mountOf(test.other.partitionNode(1)); }},
+    {"others", [](FaultMatrix&) { return mountOf(FaultMatrix::other.partitionNode(1)); }},
     {"tray", [](FaultMatrix& test) { return test.drives.state(unit).find("tray=open") == 0 ? "open" : ""; }},
     {"names", [](FaultMatrix& test) { return namesIn(test.directory()); }},
-    {"device", [](FaultMatrix& test) { return test.drive->getDevicePath() == test.unit.blockNode ? "" : "unknown"; }},
+    {"device",
+     [](FaultMatrix& test) { return test.drive->getDevicePath() == FaultMatrix::unit.blockNode ? "" : "unknown"; }},
     {"create",
      [](FaultMatrix& test) {
          test.handle = test.drive->createFile(test.drive->getMountPath() + "/half", 2, 0);
@@ -435,10 +493,10 @@ const std::map<std::string, FaultMatrix::Operation> FaultMatrix::operations = {
     {"read",
      [](FaultMatrix& test) {
          const int file = test.drive->createFile(test.drive->getMountPath() + "/kept", 0, 0);
-         std::string data(test.kept.size(), 'x');
+         std::string data(FaultMatrix::kept.size(), 'x');
          const std::string count = test.countText(test.drive->readFile(file, data.data(), data.size()), data.size());
          test.drive->closeHandle(file);
-         return count.empty() && data != test.kept ? "other data" : count;
+         return count.empty() && data != FaultMatrix::kept ? "other data" : count;
      }},
     {"delete", [](FaultMatrix& test) { return fs::remove(test.directory() + "/filler"), ""; }},
     {"unmount", [](FaultMatrix& test) { return test.codeText(test.drive->unmount()); }},
