@@ -400,62 +400,6 @@ void leaveReadUnanswered(FaultMatrix& test)
     test.drives.answer(FaultMatrix::unit, "command=28,unanswered");
 }
 
-/// An empty one of another size, whose only partition lies elsewhere and has that number.
-Fault anotherMedium(const std::string& number)
-{
-    return [number](FaultMatrix& test) {
-        const std::string file = folder + "/another";
-        lab::runCommand({"sh", "-c",
-                         "truncate -s 0 " + file + "; truncate -s 48M " + file + "; echo '" + file + number +
-                             " : start=16384, type=c' | sfdisk -q " + file + "; mkfs.vfat --offset 16384 " + file});
-        test.drives.forceOpen(test.unit);
-        test.drives.insert(test.unit, "file=" + file + ",sector-size=512");
-    };
-}
-
-/// Takes the medium out, whatever the host has locked, and shuts the tray upon what is in it then.
-Fault reload(const char* settings, const char* medium = nullptr)
-{
-    return [=](FaultMatrix& test) {
-        test.drives.set(test.unit, settings);
-        test.drives.forceOpen(test.unit);
-        test.drives.insert(test.unit, medium == nullptr ? test.medium : medium);
-    };
-}
-
-/// The medium goes in, and spins until the kernel has told the drive to start and waits for it.
-void spinUpUntilStarted(FaultMatrix& test)
-{
-    takeMedium(test);
-    lab::openFile(test.unit.blockNode, O_RDONLY | O_NONBLOCK); // the kernel sees that it is empty
-    lab::CommandLog log;
-    reload("spin-up=3600000")(test);
-    test.helper = fork();
-    if (test.helper != 0)
-        return;
-    lab::waitUntil("the drive is told to start", [&log] {
-        const std::vector<lab::ArrivedCommand> arrived = log.take();
-        return std::any_of(arrived.begin(), arrived.end(),
-                           [](const auto& command) { return command.bytes[0] == 0x1b; });
-    });
-    test.drives.set(test.unit, "spin-up=0");
-    _exit(0);
-}
-
-/// The kernel gives up a command of a program after two seconds then.
-void leaveStopUnanswered(FaultMatrix& test)
-{
-    setenv("LAB_COMMAND_SECONDS", "2", 1);
-    test.drives.answer(test.unit, "command=1b......00,unanswered");
-}
-
-/// The kernel waits its own 30 seconds for the host; for krmo, which meets the same, they are shortened.
-void leaveReadUnanswered(FaultMatrix& test)
-{
-    lab::writeAttribute(test.commandLimit(), test.isHost ? "30" : "1");
-    test.drives.answer(test.unit, "command=28,unanswered");
-}
-
 void takePartedFromGpt(FaultMatrix&)
 {
     lab::replaceProgram("/sbin/fdisk",
