@@ -98,7 +98,8 @@ TEST_F(MediumChange, DriveWithAMediumIsOpenedWhileItsRemovalIsPrevented)
         std::thread([&other] { UXScsi::open(other, 60); }).join(); // for ever where it waits for the command
         return 0;
     };
-    send({0x1e, 0, 0, 0, 1, 0}, {});
+    for (const unsigned char prevent : {1, 0})
+        send({0x1e, 0, 0, 0, prevent, 0}, {});
     EXPECT_EQ(other.getFD(), target.getFD());
 }
 
