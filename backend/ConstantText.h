@@ -10,7 +10,9 @@
 /// can be unloaded without leaving anything behind; a `std::string` of static storage gives two of these at most.
 ///
 /// It has the members of a `std::string` of libstdc++, in their order. That layout is part of the binary interface
-/// between the library and its hosts, who exchange such strings, and can't change without it.
+/// between the library and its hosts, who exchange such strings, and can't change without it; a unit test compares
+/// what is read of such a text with a true string. The two types don't alias for the compiler, but that orders writes,
+/// and nothing is ever written to a constant.
 class ConstantText {
 public:
     template <std::size_t size>
@@ -30,4 +32,7 @@ private:
     [[maybe_unused]] std::size_t _rest = 0;
 };
 
+#if !defined(_GLIBCXX_USE_CXX11_ABI) || _GLIBCXX_USE_CXX11_ABI != 1
+#error "ConstantText has the members of another string than this standard library's."
+#endif
 static_assert(sizeof(ConstantText) == sizeof(std::string) && alignof(ConstantText) == alignof(std::string));

@@ -15,7 +15,7 @@ public:
     /// @param entryLine "In call CLASS::OPERATION()."
     template <std::size_t size>
     constexpr explicit Operation(const char (&entryLine)[size])
-        : entry(entryLine), _call(std::string_view(entryLine).substr(8, size - 10))
+        : entry(entryLine), _call(std::string_view(entryLine, size - fullStop.size() - 1).substr(inCall.size()))
     {
     }
 
@@ -25,6 +25,9 @@ public:
     const ConstantText entry;
 
 private:
+    static constexpr std::string_view inCall = "In call ";
+    static constexpr std::string_view fullStop = ".";
+
     std::string_view _call; // "CLASS::OPERATION()"
 };
 

@@ -3,10 +3,13 @@
 #include <fcntl.h>
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <limits>
 
 namespace scsi {
@@ -58,27 +61,30 @@ int hostStatusOf(int driverStatus)
 
 /// Keeps signals from the thread. SG_IO on a generic node ends with the first signal while its command goes on, and is
 /// called again by the system where the handler was installed so: the command would reach the device twice.
+///
+/// The mask is set by the system call: the C library's own functions leave out the two signals that it uses itself,
+/// for setuid in another thread and for pthread_cancel, and these interrupt SG_IO like any other.
 class SignalsHeld {
 public:
     SignalsHeld()
     {
-        sigset_t held;
-        sigfillset(&held);
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) // which ends the process where it is blocked
-            sigdelset(&held, fault);
-        pthread_sigmask(SIG_BLOCK, &held, &_before);
+        const Mask held = ~(bit(SIGSEGV) | bit(SIGBUS) | bit(SIGFPE) | bit(SIGILL)); // blocked, these end the process
+        syscall(SYS_rt_sigprocmask, SIG_BLOCK, &held, &_before, sizeof held);
     }
     ~SignalsHeld()
     {
         const int error = errno; // handlers run in here
-        pthread_sigmask(SIG_SETMASK, &_before, nullptr);
+        syscall(SYS_rt_sigprocmask, SIG_SETMASK, &_before, nullptr, sizeof _before);
         errno = error;
     }
     SignalsHeld(const SignalsHeld&) = delete;
     SignalsHeld& operator=(const SignalsHeld&) = delete;
 
 private:
-    sigset_t _before = {};
+    using Mask = std::uint64_t; // the kernel's, on every architecture that this is built for
+    static constexpr Mask bit(int signal) { return Mask{1} << (signal - 1); }
+
+    Mask _before = 0;
 };
 
 /// The number of a device that went away is kept by a descriptor on which nothing can be done (O_PATH).

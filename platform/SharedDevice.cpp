@@ -75,9 +75,11 @@ void SharedDevice::readMediumAnew(int descriptor)
 
 void SharedDevice::lookForMedium(int descriptor)
 {
+    const std::optional<ScsiDevice> device = deviceOf(descriptor);
+    if (!device || !device->isSizeZero())
+        return; // without waiting for what other threads do to this drive
     const std::lock_guard<std::mutex> lock(_removal);
-    const std::optional<ScsiDevice> device = _removalPrevented ? std::nullopt : deviceOf(descriptor);
-    if (device && device->isSizeZero())
+    if (!_removalPrevented)
         const UniqueDescriptor disk(openDisk(*device, 0));
 }
 

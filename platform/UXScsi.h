@@ -96,9 +96,10 @@ public:
     /// alone: its `getFD()` stays -1. One that was opened before its drive went away needs `open` again.
     ///
     /// All signals but SIGSEGV, SIGBUS, SIGFPE and SIGILL wait in the thread until the command has ended: it is sent
-    /// once, and a drive that does not answer is waited for until the command's time is over. SIGSTOP and the freezer
-    /// (suspend, cgroups) can't be held up: a process that they stop in the middle of a command sends it again when it
-    /// goes on, while the first one may still run.
+    /// once, and a drive that does not answer is waited for until the command's time is over. That holds for the
+    /// signals of the C library, too: setuid and its like in another thread, and pthread_cancel, take effect at that
+    /// end. SIGSTOP, the freezer (suspend, cgroups) and a debugger that attaches can't be held up: a process that they
+    /// stop in the middle of a command sends it again when it goes on, while the first one may still run.
     ///
     /// Of the commands to one device, 16 run at a time, as many as the kernel takes. Further ones wait, in the order in
     /// which they came; that is no part of a command's time.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "platform/UXScsi.h"
 #include "tests/platform/FakeSystem.h"
 
@@ -86,6 +88,19 @@ TEST_F(MediumChange, KernelLooksForAMediumThatItDoesNotKnowOf)
 {
     plug({"sg1", "sdb"}, "0\n");
     EXPECT_EQ(system.calls, (Names{"/dev/sg1 2", "/dev/sdb 0"}));
+}
+
+TEST_F(MediumChange, DriveWithAMediumIsOpenedWhileItsRemovalIsPrevented)
+{
+    plug({"sg1", "sdb"});
+    UXScsiTarget other("5:0:3:0", false);
+    system.answer = [&other](sg_io_hdr&) {
+        std::thread([&other] { UXScsi::open(other, 60); }).join(); // for ever where it waits for the command
+        return 0;
+    };
+    for (const unsigned char prevent : {1, 0})
+        send({0x1e, 0, 0, 0, prevent, 0}, {});
+    EXPECT_EQ(other.getFD(), target.getFD());
 }
 
 TEST_F(MediumChange, NothingUndoesAPreventOfOurOwn)
