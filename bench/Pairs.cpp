@@ -32,6 +32,11 @@ double median(std::vector<double> values)
     return *middle;
 }
 
+double least(const std::vector<double>& values)
+{
+    return values.empty() ? 0 : *std::min_element(values.begin(), values.end());
+}
+
 struct Measured {
     std::vector<double> ours;
     std::vector<double> reference;
@@ -68,6 +73,8 @@ Measured measure(benchmark::State& state, TimeOf time, const Pair& pair)
     }
     state.counters["ours_s"] = median(measured.ours);
     state.counters["ref_s"] = median(measured.reference);
+    state.counters["ours_best_s"] = least(measured.ours);
+    state.counters["ref_best_s"] = least(measured.reference);
     state.counters["ratio"] = median(measured.ratios);
     return measured;
 }

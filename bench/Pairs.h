@@ -20,7 +20,8 @@ enum class TimeOf {
 };
 
 /// Runs both sides once an iteration, each of them first every other time, so that whatever else the machine does
-/// meets both alike. Counters: the medians of both in seconds and the median of the pairs' ratios.
+/// meets both alike. Counters: the medians and the least of both in seconds, and the median of the
+/// pairs' ratios.
 void compare(benchmark::State& state, TimeOf time, const Pair& pair);
 
 /// The same of the thread's time, with a counter "more_ns": the median of what ours takes more, a call.

@@ -48,6 +48,8 @@ examples.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME krmo-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} ${this_version}")
+# krmo names fsck.fat where a file system needs it, and does not run it.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS dosfstools)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "removable SCSI disk media - command line tool
 ${media}
 This package holds the program krmo, which does all that by hand.")
