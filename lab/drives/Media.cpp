@@ -193,8 +193,8 @@ void formatNode(const std::string& node, FileSystem fileSystem)
 
 std::string makeMedium(const DriveDescription& description)
 {
-    return "file=" + copyOf(preparedMedium(description)) +
-           ",sector-size=" + std::to_string(description.sectorSize) + description.mediumSettings;
+    return "file=" + copyOf(preparedMedium(description)) + ",sector-size=" + std::to_string(description.sectorSize) +
+           description.mediumSettings;
 }
 
 std::string copyMedium(const std::string& medium)
