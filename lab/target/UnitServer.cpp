@@ -11,9 +11,9 @@
 
 namespace lab {
 
-UnitServer::UnitServer(const std::string& device, Identity identity, std::unique_ptr<Medium> medium,
-                       CommandRecords& records)
-    : _ring(device), _records(records), _unit(std::move(identity), std::move(medium)),
+UnitServer::UnitServer(const std::string& device, std::string address, Identity identity,
+                       std::unique_ptr<Medium> medium, CommandRecords& records)
+    : _ring(device), _records(records), _address(std::move(address)), _unit(std::move(identity), std::move(medium)),
       _wake(checked(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")), _thread([this] { serve(); })
 {
 }
@@ -21,12 +21,6 @@ UnitServer::UnitServer(const std::string& device, Identity identity, std::unique
 UnitServer::~UnitServer()
 {
     _thread.join();
-}
-
-void UnitServer::setAddress(const std::string& address)
-{
-    const std::lock_guard<std::mutex> guard(_mutex);
-    _address = address;
 }
 
 void UnitServer::release()
