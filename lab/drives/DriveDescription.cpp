@@ -86,7 +86,8 @@ const char* const driveKeysHelp = R"(  type=disk|mo            removable disk or
   spin-up=MS              time that a motor needs (0)
   delay=MS, rate=MB/S     of every answer, of data
   descriptor-sense        sense data in descriptor format
-  button-ignores-lock     the button opens a locked tray)";
+  button-ignores-lock     the button opens a locked tray
+  attention=6/2a/09       one more UNIT ATTENTION to be told: key, code and qualifier)";
 
 DriveDescription parseDrive(const std::string& text)
 {
