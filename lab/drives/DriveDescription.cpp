@@ -1,23 +1,24 @@
 #include "lab/drives/DriveDescription.h"
 
-#include <charconv>
+#include <climits>
 #include <functional>
 #include <map>
-#include <set>
-#include <sstream>
 #include <stdexcept>
+
+#include "lab/support/Values.h"
 
 namespace lab {
 
 namespace {
 
-using Setter = std::function<bool(DriveDescription&, const std::string&)>; // false: the key has no such value
+// False: the key has no such value.
+using Setter = std::function<bool(DriveDescription&, const std::string& key, const std::string& value)>;
 
 template <typename Value>
 Setter oneOf(Value DriveDescription::*member, const std::map<std::string, Value>& choices)
 {
-    return [member, choices](DriveDescription& drive, const std::string& text) {
-        const auto found = choices.find(text);
+    return [member, choices](DriveDescription& drive, const std::string& /*key*/, const std::string& value) {
+        const auto found = choices.find(value);
         if (found != choices.end()) {
             drive.*member = found->second;
         }
@@ -25,65 +26,46 @@ Setter oneOf(Value DriveDescription::*member, const std::map<std::string, Value>
     };
 }
 
-Setter number(int DriveDescription::*member, int least)
+Setter positive(int DriveDescription::*member)
 {
-    return [member, least](DriveDescription& drive, const std::string& text) {
-        const char* const end = text.data() + text.size();
-        const auto [stop, error] = std::from_chars(text.data(), end, drive.*member);
-        return error == std::errc() && stop == end && drive.*member >= least;
+    return [member](DriveDescription& drive, const std::string& /*key*/, const std::string& value) {
+        const uint64_t number = toNumber(value);
+        drive.*member = static_cast<int>(number);
+        return number > 0 && number <= INT_MAX;
     };
 }
 
-Setter yesOrNo(bool DriveDescription::*member)
+// What only the drives understand.
+Setter leftTo(std::string DriveDescription::*settings)
 {
-    return oneOf(member, {{"yes", true}, {"no", false}});
+    return [settings](DriveDescription& drive, const std::string& key, const std::string& value) {
+        drive.*settings += "," + key + "=" + value;
+        return true;
+    };
 }
 
-// What only the drives understand is left to them.
-bool isLeftToDrives(DriveDescription& drive, const std::string& key, const std::string& value)
-{
-    static const std::set<std::string> ofDrive{"serial", "spin-up", "descriptor-sense", "button-ignores-lock",
-                                               "delay",  "rate",    "attention"};
-    static const std::set<std::string> ofMedium{"write-protect", "unreadable", "unwritable", "lose-writes"};
-    if (ofDrive.count(key) + ofMedium.count(key) == 0) {
-        return false;
-    }
-    (ofDrive.count(key) != 0 ? drive.driveSettings : drive.mediumSettings) += "," + key + "=" + value;
-    return true;
-}
-
-const std::map<std::string, Setter>& setters()
+std::map<std::string, Setter> setters()
 {
     using Drive = DriveDescription;
-    static const std::map<std::string, Setter> all{
+    std::map<std::string, Setter> all{
         {"type", oneOf(&Drive::type, {{"disk", DriveType::disk}, {"mo", DriveType::magnetoOptical}})},
         {"label", oneOf(&Drive::label, {{"none", Label::none}, {"dos", Label::dos}, {"gpt", Label::gpt}})},
         {"fs", oneOf(&Drive::fileSystem,
                      {{"none", FileSystem::none}, {"vfat", FileSystem::vfat}, {"ext4", FileSystem::ext4}})},
-        {"partitions", number(&Drive::partitions, 1)},
-        {"luns", number(&Drive::logicalUnits, 1)},
-        {"size", number(&Drive::megabytes, 1)},
+        {"partitions", positive(&Drive::partitions)},
+        {"luns", positive(&Drive::logicalUnits)},
+        {"size", positive(&Drive::megabytes)},
         {"sector-size", oneOf(&Drive::sectorSize, {{"512", 512}, {"1024", 1024}, {"2048", 2048}, {"4096", 4096}})},
-        {"empty", yesOrNo(&Drive::isEmpty)},
+        {"empty", oneOf(&Drive::isEmpty, {{"yes", true}, {"no", false}})},
     };
+    for (const char* const key :
+         {"serial", "spin-up", "descriptor-sense", "button-ignores-lock", "delay", "rate", "attention"}) {
+        all[key] = leftTo(&Drive::driveSettings);
+    }
+    for (const char* const key : {"write-protect", "unreadable", "unwritable", "lose-writes"}) {
+        all[key] = leftTo(&Drive::mediumSettings);
+    }
     return all;
-}
-
-void applySetting(DriveDescription& drive, const std::string& setting)
-{
-    const size_t equals = setting.find('=');
-    const std::string key = setting.substr(0, equals);
-    const std::string value = equals == std::string::npos ? "yes" : setting.substr(equals + 1);
-    if (isLeftToDrives(drive, key, value)) {
-        return;
-    }
-    const auto setter = setters().find(key);
-    if (setter == setters().end()) {
-        throw std::invalid_argument("a drive has no setting '" + key + "'");
-    }
-    if (!setter->second(drive, value)) {
-        throw std::invalid_argument("'" + value + "' is no value of '" + key + "'");
-    }
 }
 
 } // namespace
@@ -104,14 +86,21 @@ const char* const driveKeysHelp = R"(  type=disk|mo            removable disk or
   spin-up=MS              time that a motor needs (0)
   delay=MS, rate=MB/S     of every answer, of data
   descriptor-sense        sense data in descriptor format
-  button-ignores-lock     the button opens a locked tray)";
+  button-ignores-lock     the button opens a locked tray
+  attention=6/2a/09       one more UNIT ATTENTION to be told: key, code and qualifier)";
 
 DriveDescription parseDrive(const std::string& text)
 {
+    static const std::map<std::string, Setter> all = setters();
     DriveDescription drive;
-    std::istringstream settings(text);
-    for (std::string setting; std::getline(settings, setting, ',');) {
-        applySetting(drive, setting);
+    for (const auto& [key, value] : toPairs(text)) {
+        const auto setter = all.find(key);
+        if (setter == all.end()) {
+            throw std::invalid_argument("a drive has no setting '" + key + "'");
+        }
+        if (!setter->second(drive, key, value)) {
+            throw std::invalid_argument("'" + value + "' is no value of '" + key + "'");
+        }
     }
     return drive;
 }

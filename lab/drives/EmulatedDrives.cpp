@@ -13,9 +13,7 @@ namespace {
 
 EmulatedDrive unitAt(const std::string& address)
 {
-    const bool isDisk = readAttribute(unitFolder(address) + "/type") == "0";
-    return {isDisk ? DriveType::disk : DriveType::magnetoOptical, address, unitNode(address, "block"),
-            unitNode(address, "scsi_generic")};
+    return {address, unitNode(address, "block"), unitNode(address, "scsi_generic")};
 }
 
 // The disk driver looks at a unit in its own time, reads its partition table last, and holds the unit meanwhile.

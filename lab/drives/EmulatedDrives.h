@@ -9,7 +9,6 @@ namespace lab {
 
 /// One logical unit of an emulated drive, as the system knows it.
 struct EmulatedDrive {
-    DriveType type;
     std::string address;     ///< SCSI address "host:channel:target:unit"
     std::string blockNode;   ///< such as /dev/sdb
     std::string genericNode; ///< such as /dev/sg1

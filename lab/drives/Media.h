@@ -15,7 +15,7 @@ std::string makeMedium(const DriveDescription& description);
 /// A copy of a medium that is in no drive, to be changed by itself.
 std::string copyMedium(const std::string& medium);
 
-/// Forgets one medium, or all that are in no drive.
+/// Deletes one medium, or all that were made; they must be in no drive.
 void forgetMedium(const std::string& medium);
 void forgetMedia();
 

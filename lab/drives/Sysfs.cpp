@@ -25,12 +25,9 @@ std::string readAttribute(const std::string& path)
     return text.substr(0, text.find('\n'));
 }
 
-std::vector<std::string> unitAddresses(const std::string& host)
+std::vector<std::string> unitAddresses()
 {
     std::vector<std::string> addresses = scsi::namesIn("/sys/class/scsi_device");
-    const std::string start = host.empty() ? "" : host + ":";
-    const auto isOther = [&start](const std::string& address) { return address.compare(0, start.size(), start) != 0; };
-    addresses.erase(std::remove_if(addresses.begin(), addresses.end(), isOther), addresses.end());
     std::sort(addresses.begin(), addresses.end());
     return addresses;
 }

@@ -11,8 +11,8 @@ void writeAttribute(const std::string& path, const std::string& value);
 /// The first line of a file of the kernel's; throws std::runtime_error where there is none.
 std::string readAttribute(const std::string& path);
 
-/// The SCSI addresses of the units of one host that the system has, in order, or of all hosts for an empty text.
-std::vector<std::string> unitAddresses(const std::string& host = {});
+/// The SCSI addresses of the units that the system has, in order.
+std::vector<std::string> unitAddresses();
 
 /// The sysfs folder of the SCSI device with that address.
 std::string unitFolder(const std::string& address);

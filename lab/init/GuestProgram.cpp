@@ -18,7 +18,6 @@ Descriptor childSignalDescriptor()
     sigset_t signals;
     ::sigemptyset(&signals);
     ::sigaddset(&signals, SIGCHLD);
-    checked(::sigprocmask(SIG_BLOCK, &signals, nullptr), "block SIGCHLD");
     return Descriptor(checked(::signalfd(-1, &signals, SFD_CLOEXEC), "receive SIGCHLD"));
 }
 
@@ -31,7 +30,7 @@ void GuestProgram::start(Program program)
     Pipe output;
     Pipe error;
     program.descriptors = {input.readEnd.number(), output.writeEnd.number(), error.writeEnd.number()};
-    program.group = Program::Group::session;
+    program.hasOwnSession = true;
     _process = Process(program).release();
     _input = std::move(input.writeEnd);
     _output = std::move(output.readEnd);

@@ -19,6 +19,14 @@
 
 namespace {
 
+// No thread of the drives is interrupted; what happens to the program is read as an event.
+void blockSignals()
+{
+    sigset_t all;
+    ::sigfillset(&all);
+    lab::checked(::sigprocmask(SIG_SETMASK, &all, nullptr), "block signals");
+}
+
 // The first serial line, made transparent: no echo, no line ends of its own, no bytes with a meaning.
 lab::Descriptor openLine()
 {
@@ -126,6 +134,7 @@ void runLab(lab::Channel& channel, const std::string& orderFile)
 int main(int count, char** arguments)
 {
     ::signal(SIGPIPE, SIG_IGN);
+    blockSignals();
     lab::mountKernelFileSystems();
     const lab::Descriptor line = openLine();
     lab::Channel channel(line.number());

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "lab/launcher/Machine.h"
 #include "lab/support/SystemCall.h"
 
 namespace lab {
@@ -16,9 +17,9 @@ constexpr int lineInKernel = 3; // the descriptor that the kernel is told to use
 
 // The init is named through a link, for the kernel's command line ends an argument at any blank; and so does the
 // dynamic linker with what it is to preload.
-std::vector<std::string> kernelArguments(const GuestKernel::Settings& settings, const std::string& folder)
+std::vector<std::string> kernelArguments(const std::string& folder, int memoryMegabytes)
 {
-    return {settings.kernel, "mem=" + std::to_string(settings.memoryMegabytes) + "M",
+    return {findKernel(), "mem=" + std::to_string(memoryMegabytes) + "M",
             // The machine's own files are the root file system, and nothing can change them.
             "root=/dev/root", "rootfstype=hostfs", "rootflags=/", "ro", "init=" + folder + "/init", "uml_dir=" + folder,
             "umid=kernel",
@@ -32,11 +33,11 @@ std::vector<std::string> kernelArguments(const GuestKernel::Settings& settings, 
 
 } // namespace
 
-GuestKernel::GuestKernel(const Settings& settings, const RunOrder& order)
+GuestKernel::GuestKernel(const RunOrder& order, int memoryMegabytes)
 {
     order.write(_folder.path() + "/order");
-    std::filesystem::create_symlink(settings.init, _folder.path() + "/init");
-    std::filesystem::create_symlink(settings.preload, _folder.path() + "/preload.so");
+    std::filesystem::create_symlink(besideThisProgram("lab-init"), _folder.path() + "/init");
+    std::filesystem::create_symlink(besideThisProgram("liblabregisters.so"), _folder.path() + "/preload.so");
     int ends[2];
     checked(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), "make the line to the kernel");
     _line = Descriptor(ends[0]);
@@ -47,9 +48,9 @@ GuestKernel::GuestKernel(const Settings& settings, const RunOrder& order)
     _console = std::move(console.readEnd);
 
     _keeper = std::make_unique<Keeper>(
-        Program{kernelArguments(settings, _folder.path()),
+        Program{kernelArguments(_folder.path(), memoryMegabytes),
                 {nothing.number(), messages, messages, lineInside.number()}, // the last one is lineInKernel
-                {"TMPDIR=" + settings.memoryFolder, "HOME=" + _folder.path(), "PATH=/usr/bin:/bin",
+                {"TMPDIR=" + memoryFolder(memoryMegabytes), "HOME=" + _folder.path(), "PATH=/usr/bin:/bin",
                  "LD_PRELOAD=" + _folder.path() + "/preload.so"}});
 }
 

@@ -13,16 +13,8 @@ namespace lab {
 /// A Linux kernel that runs as a process of this machine, with an init of ours. It lives no longer than this object.
 class GuestKernel {
 public:
-    struct Settings {
-        std::string kernel;       ///< the program that is the kernel
-        std::string memoryFolder; ///< where the file lies that is its memory
-        std::string init;         ///< absolute path
-        std::string preload;      ///< absolute path of a library for the kernel's own process
-        int memoryMegabytes;
-    };
-
-    /// Starts the kernel, whose init finds the order; throws std::system_error.
-    GuestKernel(const Settings& settings, const RunOrder& order);
+    /// Starts the kernel, whose init finds the order; throws std::runtime_error.
+    GuestKernel(const RunOrder& order, int memoryMegabytes);
 
     /// The line to the init: what is written here is read there from its first serial line, and the reverse.
     int line() const { return _line.number(); }

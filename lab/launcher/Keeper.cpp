@@ -2,11 +2,11 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <sys/signalfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
-#include <iostream>
 
 #include "lab/support/SystemCall.h"
 
@@ -14,66 +14,51 @@ namespace lab {
 
 namespace {
 
-sigset_t signalSet(bool full)
+// As leader of a session the program can't leave its group, and all that it starts can be found there. It dies with
+// the process that started it, too.
+Program mortal(Program program)
 {
-    sigset_t signals;
-    full ? ::sigfillset(&signals) : ::sigemptyset(&signals);
-    return signals;
-}
-
-// The end of the program, or of the process that wanted it, is the end of the program's whole group.
-void keep(int lifeline, const Program& program)
-{
-    ::setsid();
-    const sigset_t all = signalSet(true);
-    ::sigprocmask(SIG_SETMASK, &all, nullptr);
-    sigset_t child = signalSet(false);
-    ::sigaddset(&child, SIGCHLD);
-    const int childEnded = ::signalfd(-1, &child, SFD_CLOEXEC);
-    Process process(program);
-    std::array<pollfd, 2> ends{{{lifeline, POLLIN, 0}, {childEnded, POLLIN, 0}}};
-    ::poll(ends.data(), ends.size(), -1);
-    ::kill(-process.number(), SIGKILL);
-    process.wait();
-}
-
-// As leader of a process group the program can't leave it for another, and all that it starts can be found there. It
-// dies with its keeper, too.
-Program kept(Program program)
-{
-    const std::vector<std::string> mortal{"/usr/bin/setpriv", "--pdeathsig", "KILL", "--"};
-    program.arguments.insert(program.arguments.begin(), mortal.begin(), mortal.end());
-    program.group = Program::Group::ofItsOwn;
+    const std::vector<std::string> command{"/usr/bin/setpriv", "--pdeathsig", "KILL", "--"};
+    program.arguments.insert(program.arguments.begin(), command.begin(), command.end());
+    program.hasOwnSession = true;
     return program;
 }
 
-[[noreturn]] void become(int lifeline, const Program& program)
+// The end of the program, or of the process that wanted it, is the end of the program's whole group. No file is held
+// open meanwhile, for others wait for the ends of pipes.
+[[noreturn]] void watch(int lifeline, pid_t program)
 {
-    try {
-        keep(lifeline, kept(program));
-    } catch (const std::exception& error) {
-        std::cerr << "lab: " << error.what() << '\n';
-    }
+    sigset_t all;
+    ::sigfillset(&all);
+    ::sigprocmask(SIG_SETMASK, &all, nullptr);
+    ::setsid();
+    ::dup2(lifeline, 0);
+    ::close_range(1, ~0U, 0);
+    const int ended = static_cast<int>(::syscall(SYS_pidfd_open, program, 0));
+    std::array<pollfd, 2> ends{{{0, POLLIN, 0}, {ended, POLLIN, 0}}};
+    ::poll(ends.data(), ends.size(), -1);
+    ::kill(-program, SIGKILL);
     ::_exit(0);
 }
 
 } // namespace
 
-Keeper::Keeper(const Program& program)
+Keeper::Keeper(Program program) : _program(mortal(std::move(program)))
 {
     Pipe lifeline;
-    _process = checked(::fork(), "fork");
-    if (_process == 0) {
-        lifeline.writeEnd.close();
-        become(lifeline.readEnd.number(), program);
+    _watch = checked(::fork(), "fork");
+    if (_watch == 0) {
+        watch(lifeline.readEnd.number(), _program.number());
     }
     _lifeline = std::move(lifeline.writeEnd);
 }
 
+// The program is waited for last: until then its number is nobody else's.
 Keeper::~Keeper()
 {
     _lifeline.close();
-    ::waitpid(_process, nullptr, 0);
+    ::waitpid(_watch, nullptr, 0);
+    ::kill(-_program.number(), SIGKILL);
 }
 
 } // namespace lab

@@ -44,8 +44,6 @@ void addOptions(CLI::App& app, LabOptions& options)
     app.add_flag("--short-sleeps", order.shortSleeps, "sleeps of 5 seconds and more return at once in PROGRAM");
     app.add_option("--timeout", options.timeoutSeconds, "seconds, then all ends with exit status 124; 0: none (0)")
         ->check(CLI::NonNegativeNumber);
-    app.add_option("--boot-timeout", options.bootSeconds, "seconds that the boot may take (60)")
-        ->check(CLI::PositiveNumber);
     app.add_option("--memory", options.memoryMegabytes,
                    "MB of the kernel (224, and the size of a medium for each drive and one more)")
         ->check(CLI::Range(128, mostMegabytes));

@@ -13,7 +13,6 @@ struct LabOptions {
     RunOrder order;          ///< what concerns the init; without the caller's surroundings
     int memoryMegabytes = 0; ///< of the kernel
     int timeoutSeconds = 0;  ///< bound for boot and program; 0: none but the boot's own
-    int bootSeconds = 60;
     bool verbose = false;
     std::string help; ///< to be shown in place of a run, where it was asked for
 };

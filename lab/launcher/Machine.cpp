@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 
 namespace lab {
 
@@ -32,11 +33,11 @@ std::string findKernel()
 {
     struct utsname name {};
     if (::uname(&name) != 0 || std::string(name.machine) != "x86_64") {
-        throw MachineError(std::string("the kernel as a process exists for x86_64 machines only, not for ") +
-                           name.machine);
+        throw std::runtime_error(std::string("the kernel as a process exists for x86_64 machines only, not for ") +
+                                 name.machine);
     }
     if (::access(kernelPath, X_OK) != 0) {
-        throw MachineError(std::string(kernelPath) + " is missing: install the package user-mode-linux");
+        throw std::runtime_error(std::string(kernelPath) + " is missing: install the package user-mode-linux");
     }
     return kernelPath;
 }
@@ -50,8 +51,8 @@ std::string memoryFolder(int megabytes)
             return folder;
         }
     }
-    throw MachineError("no folder has room for " + std::to_string(megabytes) +
-                       " MB of memory: name one in TMPDIR, or ask for less with --memory");
+    throw std::runtime_error("no folder has room for " + std::to_string(megabytes) +
+                             " MB of memory: name one in TMPDIR, or ask for less with --memory");
 }
 
 std::string besideThisProgram(const std::string& name)

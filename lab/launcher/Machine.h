@@ -1,17 +1,12 @@
 #pragma once
 
-#include <stdexcept>
 #include <string>
 
 namespace lab {
 
-/// The machine can't run the lab; the text says what is missing.
-class MachineError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+// Where the machine can't run the lab, std::runtime_error tells what is missing.
 
-/// The kernel that runs as a process; throws MachineError where it is not installed or can't run.
+/// The kernel that runs as a process.
 std::string findKernel();
 
 /// A folder for the kernel's memory file: the fastest that has the room and lets memory be executed.

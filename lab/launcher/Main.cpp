@@ -12,7 +12,6 @@
 
 #include "lab/launcher/GuestKernel.h"
 #include "lab/launcher/LabOptions.h"
-#include "lab/launcher/Machine.h"
 #include "lab/launcher/Session.h"
 
 namespace {
@@ -43,10 +42,7 @@ int runLab(const std::vector<std::string>& arguments)
         return 0;
     }
     addSurroundings(options.order);
-    lab::GuestKernel kernel({lab::findKernel(), lab::memoryFolder(options.memoryMegabytes),
-                             lab::besideThisProgram("lab-init"), lab::besideThisProgram("liblabregisters.so"),
-                             options.memoryMegabytes},
-                            options.order);
+    lab::GuestKernel kernel(options.order, options.memoryMegabytes);
     return lab::Session(kernel, options).run();
 }
 

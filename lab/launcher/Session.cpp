@@ -19,6 +19,7 @@ constexpr size_t consoleTailSize = 3000;
 // each sent when the one before was taken.
 constexpr size_t pieceSize = 2048;
 
+constexpr std::chrono::seconds bootLimit{60};
 constexpr int pollMilliseconds = 200; // how late the end of a time-out, or of the kernel, may be seen
 
 // The signals that a caller ends or prods a program with; they arrive through a descriptor, among the other events.
@@ -164,8 +165,8 @@ void Session::readSignal()
 void Session::checkTime()
 {
     const auto elapsed = std::chrono::steady_clock::now() - _start;
-    if (!_started && elapsed > std::chrono::seconds(_options.bootSeconds)) {
-        giveUp(statusLabTrouble, "no program runs after " + std::to_string(_options.bootSeconds) + " s");
+    if (!_started && elapsed > bootLimit) {
+        giveUp(statusLabTrouble, "the kernel has not booted after " + std::to_string(bootLimit.count()) + " s");
     } else if (_options.timeoutSeconds > 0 && elapsed > std::chrono::seconds(_options.timeoutSeconds)) {
         giveUp(statusTimedOut, "ended after " + std::to_string(_options.timeoutSeconds) + " s");
     }

@@ -27,7 +27,7 @@ public:
         if (!program.workingDirectory.empty()) {
             ::posix_spawn_file_actions_addchdir_np(&actions, program.workingDirectory.c_str());
         }
-        setAttributes(program.group);
+        setAttributes(program.hasOwnSession);
     }
     Preparation(const Preparation&) = delete;
     Preparation& operator=(const Preparation&) = delete;
@@ -41,16 +41,14 @@ public:
     posix_spawnattr_t attributes{};
 
 private:
-    void setAttributes(Program::Group group)
+    void setAttributes(bool hasOwnSession)
     {
         sigset_t signals;
         ::sigemptyset(&signals);
         ::posix_spawnattr_setsigmask(&attributes, &signals);
         ::sigaddset(&signals, SIGPIPE); // which launcher and init ignore
         ::posix_spawnattr_setsigdefault(&attributes, &signals);
-        int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
-        flags |= group == Program::Group::ofItsOwn ? POSIX_SPAWN_SETPGROUP : 0;
-        flags |= group == Program::Group::session ? POSIX_SPAWN_SETSID : 0;
+        const int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | (hasOwnSession ? POSIX_SPAWN_SETSID : 0);
         ::posix_spawnattr_setflags(&attributes, static_cast<short>(flags));
     }
 };

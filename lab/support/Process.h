@@ -9,17 +9,11 @@ namespace lab {
 
 /// How a process is made of a program.
 struct Program {
-    enum class Group { // what signals of a terminal reach it
-        ofItsParent,
-        ofItsOwn,
-        session ///< of its own, without a terminal
-    };
-
     std::vector<std::string> arguments;        ///< the first, without a slash in it, is looked up on the path
     std::vector<int> descriptors = {0, 1, 2};  ///< the n-th becomes its descriptor n; none may be below its n
     std::vector<std::string> environment = {}; ///< each "NAME=value"; none: this process's
     std::string workingDirectory = {};         ///< empty: this process's
-    Group group = Group::ofItsParent;
+    bool hasOwnSession = false;                ///< no signals of a terminal reach it; it leads a group of its own
 };
 
 /// A program that was started; it is killed and waited for where the object goes before it has ended.

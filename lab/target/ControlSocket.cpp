@@ -1,6 +1,5 @@
 #include "lab/target/ControlSocket.h"
 
-#include <signal.h>
 #include <sys/socket.h>
 
 #include <filesystem>
@@ -47,7 +46,6 @@ void serve(const Descriptor& connection, const Obey& obey)
 
 } // namespace
 
-// The threads block all signals, which are for the thread that relays the program's.
 void listenForRequests(const Obey& obey)
 {
     const sockaddr_un address = controlAddress();
@@ -55,12 +53,7 @@ void listenForRequests(const Obey& obey)
     Descriptor listener = newControlSocket();
     checked(::bind(listener.number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), "bind");
     checked(::listen(listener.number(), SOMAXCONN), "listen");
-    sigset_t all;
-    sigset_t before;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
     std::thread([listener = std::move(listener), obey] { acceptAll(listener, obey); }).detach();
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 } // namespace lab

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "lab/target/Values.h"
+#include "lab/support/Values.h"
 
 namespace lab {
 
@@ -18,10 +18,10 @@ uint8_t deviceType(const std::string& name)
     return name == "disk" ? disk : magnetoOptical;
 }
 
-std::string serialOf(int drive, size_t unit)
+std::string serialOf(int drive)
 {
-    std::string number = std::to_string(drive);
-    return "LAB" + std::string(5 - std::min<size_t>(number.size(), 5), '0') + number + "U" + std::to_string(unit);
+    const std::string number = std::to_string(drive);
+    return "LAB" + std::string(5 - std::min<size_t>(number.size(), 5), '0') + number;
 }
 
 } // namespace
@@ -31,20 +31,11 @@ std::unique_ptr<Medium> makeMedium(const std::string& description)
     if (description == "empty") {
         return nullptr;
     }
-    std::string file;
-    uint32_t sectorSize = 512;
-    std::vector<std::pair<std::string, std::string>> others;
-    for (const auto& [key, value] : toPairs(description)) {
-        if (key == "file") {
-            file = value;
-        } else if (key == "sector-size") {
-            sectorSize = static_cast<uint32_t>(toNumber(value));
-        } else {
-            others.emplace_back(key, value);
-        }
-    }
-    auto medium = std::make_unique<Medium>(file, sectorSize);
-    for (const auto& [key, value] : others) {
+    Pairs settings = toPairs(description);
+    const std::string file = take(settings, "file", "");
+    const uint64_t sectorSize = toNumber(take(settings, "sector-size", "512"));
+    auto medium = std::make_unique<Medium>(file, static_cast<uint32_t>(sectorSize));
+    for (const auto& [key, value] : settings) {
         if (!medium->set(key, value)) {
             throw std::invalid_argument("a medium has no '" + key + "'");
         }
@@ -56,7 +47,7 @@ Drive::Drive(int number, const std::string& settings, const std::vector<std::str
     : _number(number), _port(number)
 {
     for (const std::string& medium : media) {
-        addUnit(settings, medium, records);
+        addUnit(toPairs(settings), medium, records);
     }
     for (size_t unit = 0; unit < _units.size(); ++unit) {
         plugIn(unit);
@@ -64,28 +55,19 @@ Drive::Drive(int number, const std::string& settings, const std::vector<std::str
 }
 
 // Settings count from the switching on, the time to spin up among them.
-void Drive::addUnit(const std::string& settings, const std::string& medium, CommandRecords& records)
+void Drive::addUnit(Pairs settings, const std::string& medium, CommandRecords& records)
 {
-    const size_t number = _units.size();
-    Identity identity{0, serialOf(_number, number)};
-    std::vector<std::pair<std::string, std::string>> others;
-    for (const auto& [key, value] : toPairs(settings)) {
-        if (key == "type") {
-            identity.deviceType = deviceType(value);
-        } else if (key == "serial") {
-            identity.serial = number == 0 ? value : value + "U" + std::to_string(number);
-        } else {
-            others.emplace_back(key, value);
-        }
-    }
+    const std::string number = std::to_string(_units.size());
+    const std::string serial = take(settings, "serial", serialOf(_number));
+    const Identity identity{deviceType(take(settings, "type", "disk")), number == "0" ? serial : serial + "U" + number};
     Unit unit;
     auto inside = makeMedium(medium);
-    unit.device = std::make_unique<TargetDevice>("drive" + std::to_string(_number) + "-" + std::to_string(number));
-    unit.server = std::make_unique<UnitServer>(unit.device->uioName(), identity, std::move(inside), records);
-    unit.server->setAddress(address() + ":" + std::to_string(number));
+    unit.device = std::make_unique<TargetDevice>("drive" + std::to_string(_number) + "-" + number);
+    unit.server = std::make_unique<UnitServer>(unit.device->uioName(), address() + ":" + number, identity,
+                                               std::move(inside), records);
     _units.push_back(std::move(unit));
-    _units.back().server->with([&others](LogicalUnit& made) {
-        for (const auto& [key, value] : others) {
+    _units.back().server->with([&settings](LogicalUnit& made) {
+        for (const auto& [key, value] : settings) {
             made.set(key, value);
         }
     });
@@ -100,6 +82,7 @@ Drive::~Drive()
 
 void Drive::plugIn(size_t unit)
 {
+    const std::lock_guard<std::mutex> guard(_plugging);
     Unit& place = _units.at(unit);
     if (!place.isPluggedIn) {
         place.server->with([](LogicalUnit& logicalUnit) { logicalUnit.powerOn(); });
@@ -111,6 +94,7 @@ void Drive::plugIn(size_t unit)
 // The kernel lets go of a unit only when all its commands have ended.
 void Drive::unplug(size_t unit)
 {
+    const std::lock_guard<std::mutex> guard(_plugging);
     Unit& place = _units.at(unit);
     if (place.isPluggedIn) {
         place.server->release();

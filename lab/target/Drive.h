@@ -1,16 +1,18 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
+#include "lab/support/Values.h"
 #include "lab/target/Configfs.h"
 #include "lab/target/UnitServer.h"
 
 namespace lab {
 
 /// An emulated drive, as it stands beside the computer: with its logical units, plugged in or not. Its units answer in
-/// threads of their own; the drive itself is for one thread at a time.
+/// threads of their own; the drive is for several threads, of which one plugs or unplugs at a time.
 class Drive {
 public:
     /// @param number that no drive had before it
@@ -42,11 +44,12 @@ private:
         bool isPluggedIn = false;
     };
 
-    void addUnit(const std::string& settings, const std::string& medium, CommandRecords& records);
+    void addUnit(Pairs settings, const std::string& medium, CommandRecords& records);
 
     int _number;
     std::vector<Unit> _units;
     TargetPort _port;
+    std::mutex _plugging;
 };
 
 /// The medium that is described; null for "empty".

@@ -3,7 +3,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "lab/target/Values.h"
+#include "lab/support/Values.h"
 
 namespace lab {
 
@@ -35,7 +35,7 @@ std::string takeOut(Tray& tray)
     return taken;
 }
 
-void heal(Drive& drive, size_t number)
+void heal(Drive& drive, size_t number, const std::string& /*argument*/)
 {
     drive.setOnline(true);
     drive.unit(number).with([](LogicalUnit& unit) { unit.heal(); });
@@ -53,63 +53,76 @@ void set(Drive& drive, size_t number, const std::string& settings)
     }
 }
 
+void unplug(Drive& drive, size_t number, const std::string& /*argument*/)
+{
+    drive.unplug(number);
+}
+
+void plugIn(Drive& drive, size_t number, const std::string& /*argument*/)
+{
+    drive.plugIn(number);
+}
+
+void tellState(LogicalUnit& /*unit*/, const std::string& /*argument*/) {}
+
+void pressButton(LogicalUnit& unit, const std::string& /*argument*/)
+{
+    unit.tray().pressButton();
+}
+
+void forceOpen(LogicalUnit& unit, const std::string& /*argument*/)
+{
+    unit.tray().open();
+}
+
+void insert(LogicalUnit& unit, const std::string& description)
+{
+    auto medium = makeMedium(description);
+    openByHand(unit.tray());
+    unit.tray().exchange(std::move(medium));
+    unit.tray().close();
+}
+
+void scriptAnswer(LogicalUnit& unit, const std::string& answer)
+{
+    unit.faults().add(answer);
+}
+
+const std::map<std::string, void (*)(Drive&, size_t, const std::string&)> driveVerbs{
+    {"set", set}, {"heal", heal}, {"unplug", unplug}, {"plug-in", plugIn}};
+
+// They tell the state that they lead to.
+const std::map<std::string, void (*)(LogicalUnit&, const std::string&)> unitVerbs{{"state", tellState},
+                                                                                  {"press-button", pressButton},
+                                                                                  {"force-open", forceOpen},
+                                                                                  {"insert", insert},
+                                                                                  {"answer", scriptAnswer}};
+
+bool isVerb(const std::string& verb)
+{
+    return verb == "take-out" || driveVerbs.count(verb) != 0 || unitVerbs.count(verb) != 0;
+}
+
+std::string perform(Drive& drive, size_t number, const std::string& verb, const std::string& argument)
+{
+    if (driveVerbs.count(verb) != 0) {
+        driveVerbs.at(verb)(drive, number, argument);
+        return {};
+    }
+    return drive.unit(number).with([&](LogicalUnit& unit) {
+        if (verb == "take-out") {
+            return takeOut(unit.tray());
+        }
+        unitVerbs.at(verb)(unit, argument);
+        return unit.state();
+    });
+}
+
 } // namespace
 
 DriveBay::DriveBay()
 {
     prepareTarget();
-}
-
-const std::map<std::string, DriveBay::UnitVerb>& DriveBay::unitVerbs()
-{
-    const auto unitVerb = [](std::function<void(LogicalUnit&, const std::string&)> action) -> UnitVerb {
-        return [action = std::move(action)](const Place& place, const std::string& argument) {
-            return place.drive->unit(place.unit).with([&](LogicalUnit& unit) {
-                action(unit, argument);
-                return unit.state();
-            });
-        };
-    };
-    static const std::map<std::string, UnitVerb> verbs{
-        {"state", unitVerb([](LogicalUnit& /*unit*/, const std::string& /*argument*/) {})},
-        {"press-button",
-         unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().pressButton(); })},
-        {"force-open", unitVerb([](LogicalUnit& unit, const std::string& /*argument*/) { unit.tray().open(); })},
-        {"insert", unitVerb([](LogicalUnit& unit, const std::string& argument) {
-             auto medium = makeMedium(argument);
-             openByHand(unit.tray());
-             unit.tray().exchange(std::move(medium));
-             unit.tray().close();
-         })},
-        {"take-out",
-         [](const Place& place, const std::string& /*argument*/) {
-             return place.drive->unit(place.unit).with([](LogicalUnit& unit) { return takeOut(unit.tray()); });
-         }},
-        {"answer", unitVerb([](LogicalUnit& unit, const std::string& argument) { unit.faults().add(argument); })},
-        {"set",
-         [](const Place& place, const std::string& argument) {
-             lab::set(*place.drive, place.unit, argument);
-             return std::string();
-         }},
-        {"heal",
-         [](const Place& place, const std::string& /*argument*/) {
-             lab::heal(*place.drive, place.unit);
-             return std::string();
-         }},
-        {"unplug",
-         [](const Place& place, const std::string& /*argument*/) {
-             const std::lock_guard<std::mutex> guard(*place.plugging);
-             place.drive->unplug(place.unit);
-             return std::string();
-         }},
-        {"plug-in",
-         [](const Place& place, const std::string& /*argument*/) {
-             const std::lock_guard<std::mutex> guard(*place.plugging);
-             place.drive->plugIn(place.unit);
-             return std::string();
-         }},
-    };
-    return verbs;
 }
 
 std::string DriveBay::obey(const std::string& request)
@@ -125,11 +138,11 @@ std::string DriveBay::obey(const std::string& request)
     if (verb == "log") {
         return words.size() < 2 ? std::to_string(_records.next()) : _records.since(toNumber(words[1]));
     }
-    const auto found = unitVerbs().find(verb);
-    if (found == unitVerbs().end() || words.size() < 2) {
+    if (!isVerb(verb) || words.size() < 2) {
         throw std::invalid_argument("drives don't understand '" + request + "'");
     }
-    return found->second(placeOf(words[1]), words.size() > 2 ? words[2] : "");
+    const auto [drive, unit] = placeOf(words[1]);
+    return perform(*drive, unit, verb, words.size() > 2 ? words[2] : "");
 }
 
 std::string DriveBay::add(const Words& words)
@@ -140,7 +153,7 @@ std::string DriveBay::add(const Words& words)
     const std::lock_guard<std::mutex> guard(_mutex);
     auto drive = std::make_shared<Drive>(_next++, words[1], Words(words.begin() + 2, words.end()), _records);
     std::string address = drive->address();
-    _drives[address] = {std::move(drive), std::make_shared<std::mutex>(), 0};
+    _drives[address] = std::move(drive);
     return address;
 }
 
@@ -154,14 +167,14 @@ void DriveBay::removeAll()
 void DriveBay::healAll()
 {
     const std::lock_guard<std::mutex> guard(_mutex);
-    for (const auto& [address, place] : _drives) {
-        for (size_t unit = 0; unit < place.drive->units(); ++unit) {
-            lab::heal(*place.drive, unit);
+    for (const auto& [address, drive] : _drives) {
+        for (size_t unit = 0; unit < drive->units(); ++unit) {
+            heal(*drive, unit, {});
         }
     }
 }
 
-DriveBay::Place DriveBay::placeOf(const std::string& address)
+std::pair<std::shared_ptr<Drive>, size_t> DriveBay::placeOf(const std::string& address)
 {
     const size_t colon = std::min(address.rfind(':'), address.size());
     const std::lock_guard<std::mutex> guard(_mutex);
@@ -169,10 +182,9 @@ DriveBay::Place DriveBay::placeOf(const std::string& address)
     if (found == _drives.end()) {
         throw std::invalid_argument("there is no drive " + address);
     }
-    Place place = found->second;
-    place.unit = toNumber(address.substr(colon + 1));
-    place.drive->unit(place.unit);
-    return place;
+    const size_t unit = toNumber(address.substr(colon + 1));
+    found->second->unit(unit);
+    return {found->second, unit};
 }
 
 } // namespace lab

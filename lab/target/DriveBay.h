@@ -1,11 +1,10 @@
 #pragma once
 
-#include <atomic>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lab/target/Drive.h"
@@ -27,23 +26,15 @@ public:
     void healAll();
 
 private:
-    struct Place {
-        std::shared_ptr<Drive> drive;
-        std::shared_ptr<std::mutex> plugging;
-        size_t unit = 0;
-    };
     using Words = std::vector<std::string>;
-    using UnitVerb = std::function<std::string(const Place&, const std::string&)>;
-
-    static const std::map<std::string, UnitVerb>& unitVerbs();
 
     std::string add(const Words& words);
     void removeAll();
-    Place placeOf(const std::string& address);
+    std::pair<std::shared_ptr<Drive>, size_t> placeOf(const std::string& address);
 
     CommandRecords _records;
     std::mutex _mutex; ///< of the drives' list
-    std::map<std::string, Place> _drives;
+    std::map<std::string, std::shared_ptr<Drive>> _drives;
     int _next = 1;
 };
 

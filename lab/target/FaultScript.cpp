@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "lab/target/Values.h"
+#include "lab/support/Values.h"
 
 namespace lab {
 

@@ -4,8 +4,8 @@
 #include <map>
 #include <stdexcept>
 
+#include "lab/support/Values.h"
 #include "lab/target/CommandTable.h"
-#include "lab/target/Values.h"
 
 namespace lab {
 

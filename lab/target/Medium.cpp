@@ -7,9 +7,23 @@
 #include <map>
 
 #include "lab/support/SystemCall.h"
-#include "lab/target/Values.h"
+#include "lab/support/Values.h"
 
 namespace lab {
+
+namespace {
+
+// "FIRST", "FIRST+NUMBER" or "all".
+BlockRange toRange(const std::string& text)
+{
+    if (text == "all") {
+        return {0, UINT64_MAX};
+    }
+    const size_t plus = text.find('+');
+    return {toNumber(text.substr(0, plus)), plus == std::string::npos ? 1 : toNumber(text.substr(plus + 1))};
+}
+
+} // namespace
 
 Medium::Medium(const std::string& path, uint32_t sectorSize)
     : _path(path), _file(openFile(path, O_RDWR)), _sectorSize(sectorSize),

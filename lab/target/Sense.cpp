@@ -1,5 +1,8 @@
 #include "lab/target/Sense.h"
 
+#include <stdexcept>
+
+#include "lab/support/Values.h"
 #include "lab/target/BigEndian.h"
 
 namespace lab {
@@ -54,6 +57,16 @@ Sense readError(uint64_t block)
 Sense writeError(uint64_t block)
 {
     return {3, 0x0c, 0x00, block};
+}
+
+Sense toSense(const std::string& text)
+{
+    const std::vector<std::string> parts = splitAt('/', text);
+    if (parts.size() != 3) {
+        throw std::invalid_argument("'" + text + "' is no sense, such as 6/28/00");
+    }
+    const auto byte = [&parts](size_t index) { return static_cast<uint8_t>(toNumber(parts[index], 16)); };
+    return {byte(0), byte(1), byte(2), {}};
 }
 
 std::vector<uint8_t> senseData(const Sense& sense, bool isDescriptorFormat)

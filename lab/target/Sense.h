@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace lab {
@@ -36,6 +37,9 @@ inline const Sense writeProtected{7, 0x27, 0x00, {}};
 
 Sense readError(uint64_t block);
 Sense writeError(uint64_t block);
+
+/// "KEY/CODE/QUALIFIER" in hexadecimal; throws std::invalid_argument.
+Sense toSense(const std::string& text);
 
 /// Sense data as a drive sends them, in descriptor or in fixed format.
 std::vector<uint8_t> senseData(const Sense& sense, bool isDescriptorFormat);

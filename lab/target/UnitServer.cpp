@@ -1,51 +1,26 @@
 #include "lab/target/UnitServer.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <time.h>
 
 #include <algorithm>
 #include <array>
-#include <functional>
 
 #include "lab/support/SystemCall.h"
 
 namespace lab {
 
-namespace {
-
-// Signals are for the thread that relays the program's.
-std::thread threadWithoutSignals(const std::function<void()>& function)
-{
-    sigset_t all;
-    sigset_t before;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread thread(function);
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return thread;
-}
-
-} // namespace
-
-UnitServer::UnitServer(const std::string& device, Identity identity, std::unique_ptr<Medium> medium,
-                       CommandRecords& records)
-    : _ring(device), _records(records), _unit(std::move(identity), std::move(medium)),
-      _wake(checked(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
-      _thread(threadWithoutSignals([this] { serve(); }))
+UnitServer::UnitServer(const std::string& device, std::string address, Identity identity,
+                       std::unique_ptr<Medium> medium, CommandRecords& records)
+    : _ring(device), _records(records), _address(std::move(address)), _unit(std::move(identity), std::move(medium)),
+      _wake(checked(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")), _thread([this] { serve(); })
 {
 }
 
 UnitServer::~UnitServer()
 {
     _thread.join();
-}
-
-void UnitServer::setAddress(const std::string& address)
-{
-    const std::lock_guard<std::mutex> guard(_mutex);
-    _address = address;
 }
 
 void UnitServer::release()

@@ -16,13 +16,12 @@ namespace lab {
 /// before this object goes.
 class UnitServer {
 public:
-    UnitServer(const std::string& device, Identity identity, std::unique_ptr<Medium> medium, CommandRecords& records);
+    /// @param address of the unit as the system knows it, for the records
+    UnitServer(const std::string& device, std::string address, Identity identity, std::unique_ptr<Medium> medium,
+               CommandRecords& records);
     UnitServer(const UnitServer&) = delete;
     UnitServer& operator=(const UnitServer&) = delete;
     ~UnitServer();
-
-    /// The unit's address as the system knows it, for the records.
-    void setAddress(const std::string& address);
 
     /// Does something with the unit between two of its commands, and returns what that returns.
     template <typename Action>
@@ -46,9 +45,9 @@ private:
 
     CommandRing _ring;
     CommandRecords& _records;
-    std::mutex _mutex; ///< of the unit and its address
-    LogicalUnit _unit;
     std::string _address;
+    std::mutex _mutex; ///< of the unit
+    LogicalUnit _unit;
     Descriptor _wake;
     std::vector<uint16_t> _withheld;
     std::thread _thread;

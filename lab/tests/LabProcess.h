@@ -17,6 +17,8 @@ public:
     /// Waits until the text is in the standard output.
     void waitForOutput(const std::string& text) const;
 
+    pid_t number() const { return _process.number(); }
+
     void signal(int number) const { _process.kill(number); }
 
     /// Waits for the end and returns the exit status; 1000 plus the number of the signal that killed lab/run itself.

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <random>
 
+#include "lab/drives/Waiting.h"
 #include "lab/tests/LabProcess.h"
 
 namespace {
@@ -88,6 +89,23 @@ TEST(LabRun, EndsAProgramThatTakesTooLong)
     LabProcess process({"--no-drives", "--timeout", "4", "--", "sleep", "1000"});
     EXPECT_EQ(124, process.wait());
     EXPECT_EQ(0U, process.error().find("lab: ended after 4 s\n"));
+}
+
+// By the launcher's end or by the keeper's: whoever of the two is left ends the kernel with all its helpers.
+TEST(LabRun, LeavesNoProcessBehindWhenKilled)
+{
+    for (const bool keeperIsKilled : {false, true}) {
+        LabProcess process = shell("echo up; exec sleep 1000");
+        process.waitForOutput("up\n");
+        const std::string number = std::to_string(process.number());
+        const pid_t kernel = std::stoi(lab::runCommand({"pgrep", "--parent", number, "linux.uml"}));
+        if (keeperIsKilled) {
+            lab::runCommand({"pkill", "--signal", "KILL", "--parent", number, "lab-launcher"});
+        }
+        process.signal(keeperIsKilled ? SIGTERM : SIGKILL);
+        process.wait();
+        lab::waitUntil("the kernel and its helpers end", [kernel] { return ::kill(-kernel, 0) < 0; });
+    }
 }
 
 TEST(LabRun, LeavesTheMachineAsItWas)
