@@ -21,6 +21,8 @@ bool isPowerOfTwo(std::uint32_t number)
 std::optional<BootSector> BootSector::of(const std::string& node, int flags)
 {
     const Descriptor descriptor(open(node.c_str(), O_RDONLY | O_DIRECT | O_CLOEXEC | flags));
+    if (!descriptor.isOpen())
+        return std::nullopt;
     BootSector sector;
     const ssize_t count = pread(descriptor.number(), sector._bytes.data(), sector._bytes.size(), 0);
     if (count <= 0)

@@ -18,6 +18,15 @@ namespace {
 
 constexpr mode_t forAll = 0777; // under the umask
 constexpr mode_t forOwner = 0700;
+constexpr mode_t forOthers = 0077;
+
+/// What is in it is removed in the end: it must not be another folder of the same user's.
+void requireOwn(const Folder& staging)
+{
+    const struct stat status = staging.status();
+    if (status.st_uid != geteuid() || (status.st_mode & forOthers) != 0 || !staging.names().empty())
+        throw Failure(statusDeviceFailed, "the temporary folder was exchanged for another one");
+}
 
 struct statvfs spaceOf(const Folder& folder)
 {
@@ -93,12 +102,12 @@ void Destination::makeStaging()
 {
     _stagingName = isOnMedium() ? leftoverName() : uniqueStagingName();
     _root.makeFolder(_stagingName, forOwner);
-    _staging = _root.folder(_stagingName);
+    Folder staging = _root.folder(_stagingName);
+    if (!isOnMedium())
+        requireOwn(staging);
+    _staging = std::move(staging);
     if (isOnMedium())
-        return requireOutsideStaging();
-    const struct stat own = _staging.status();
-    if (own.st_uid != geteuid())
-        throw Failure(statusDeviceFailed, "the temporary folder was exchanged for another one");
+        requireOutsideStaging();
 }
 
 /// What is below it is removed in the end.
@@ -110,19 +119,17 @@ void Destination::requireOutsideStaging() const
 }
 
 /// Removes what a put that was killed left; where that can't be done, the next name is taken.
-std::string Destination::leftoverName() const
+std::string Destination::leftoverName()
 {
-    for (int number = 0;; ++number) {
-        std::string name = stagingName(number);
+    for (;; ++_stagingNumber) {
+        std::string name = stagingName(_stagingNumber);
         try {
             _root.remove(name);
             return name;
         } catch (const Failure& failure) {
-            if (number + 1 == mostStagingNames)
+            if (_stagingNumber + 1 == mostStagingNames)
                 throw;
-            if (name != _stagingName) // once
-                tell("krmo: ",
-                     name + ", which an earlier put left, can't be removed and is not used: " + failure.what());
+            tell("krmo: ", name + ", which an earlier put left, can't be removed and is not used: " + failure.what());
         }
     }
 }
@@ -146,6 +153,9 @@ void Destination::withdraw()
 {
     if (_root.number() == -1)
         throw Failure(statusDeviceFailed, "the medium is not mounted any more");
+    if (_staging.number() == -1 && _newFolders.empty())
+        return;
+    requireSameMedium(); // to remove is to write
     removeStaging();
     _folder = Folder(Descriptor());
     for (; !_newFolders.empty(); _newFolders.pop_back()) { // fails where a SOURCE is in it already
@@ -163,7 +173,7 @@ void Destination::flush() const
 
 void Destination::requireSameMedium() const
 {
-    if (_medium != nullptr && !_medium->isOwn())
+    if (_medium != nullptr)
         _medium->requireSameMedium();
 }
 

@@ -64,7 +64,7 @@ public:
 private:
     const Folder* reach(bool make);
     void requireOutsideStaging() const;
-    std::string leftoverName() const;
+    std::string leftoverName();
 
     MountedVolume* _medium = nullptr;
     KRScsiMODiskDrive* _drive = nullptr;
@@ -73,6 +73,7 @@ private:
     Folder _folder{Descriptor()};
     Folder _staging{Descriptor()};
     std::string _stagingName;
+    int _stagingNumber = 0; ///< of the first name that is not known to be of no use
     std::vector<std::pair<std::string, std::string>> _newFolders; ///< the folder above and the name; innermost last
 };
 

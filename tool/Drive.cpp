@@ -12,6 +12,7 @@
 #include "tool/DriveName.h"
 #include "tool/Failure.h"
 #include "tool/Holders.h"
+#include "tool/Interrupts.h"
 #include "tool/SystemDrives.h"
 #include "unix/KRUnixMODiskImpl.h"
 
@@ -26,6 +27,7 @@ std::string pathOfSerialNumber(const std::string& serial, bool fixed)
 {
     std::string path;
     for (const SystemDrive& drive : systemDrives(fixed)) {
+        stopIfInterrupted();
         if (serial != (drive.serial.empty() ? inquiredSerialNumber(drive.path) : drive.serial))
             continue;
         if (!path.empty())

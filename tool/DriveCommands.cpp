@@ -188,8 +188,11 @@ std::string mountsText(const ordered_json& mounts)
 void listDrives(const Arguments& arguments, Output& output)
 {
     ordered_json list = ordered_json::array();
-    for (const SystemDrive& drive : systemDrives(arguments.fixed))
+    for (const SystemDrive& drive : systemDrives(arguments.fixed)) {
+        stopIfInterrupted(); // each may take its time to answer
         list.push_back(driveAsJson(drive));
+    }
+    stopIfInterrupted();
     if (output.json())
         return output.document({{"drives", list}});
     if (list.empty())

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <functional>
 
+#include "tool/Interrupts.h"
 #include "tool/Text.h"
 
 namespace tool {
@@ -43,6 +44,7 @@ void Existing::settle(CopySource& source, const Folder& destination)
             continue;
         const int above = i == 0 ? 0 : levels[entry.parent];
         levels[i] = -1;
+        stopIfInterrupted();
         if (above == -1)
             continue;
         try {

@@ -33,6 +33,8 @@ MountedVolume::MountedVolume(Volume& volume, Access access) : MountedVolume(volu
 MountedVolume::~MountedVolume()
 {
     try {
+        _root.close();
+        _own = _own && !_volume.takeAway();
         finish();
     } catch (const std::exception& failure) {
         tell("krmo: ", failure.what());

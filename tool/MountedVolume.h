@@ -28,7 +28,8 @@ public:
     MountedVolume(const MountedVolume&) = delete;
     MountedVolume& operator=(const MountedVolume&) = delete;
 
-    /// Does what `finish` does; a failure is told on standard error, since another one is on its way.
+    /// Does what `finish` does, as fast as that can be had, since somebody may wait for the end of what he interrupted.
+    /// A failure is told on standard error, since another one is on its way.
     ~MountedVolume();
 
     /// The descriptor of the medium's root: a mount that somebody takes away lazily leaves a plain directory under

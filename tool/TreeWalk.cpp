@@ -56,8 +56,10 @@ bool TreeWalk::isRoomFor(std::size_t nameBytes)
 void TreeWalk::add(std::vector<CopySource>& sources, std::shared_ptr<const Folder> folder, const std::string& name,
                    const std::string& path)
 {
+    constexpr std::size_t dequeBytes = 640; // of one entry
     CopySource source{std::move(folder), path, {}};
     _source = &source;
+    _bytes += sizeof source + dequeBytes + path.size();
     if (isRoomFor(name.size()))
         addEntry({*source.folder, 0, 0}, name, path);
     if (!source.entries.empty())

@@ -205,6 +205,11 @@ bool Volume::forget() const
     return unused.isOpen() && ioctl(unused.number(), BLKFLSBUF) == 0;
 }
 
+bool Volume::takeAway() const
+{
+    return umount2(_directory.c_str(), 0) == 0 && !isMounted();
+}
+
 void Volume::unmount()
 {
     try {

@@ -65,6 +65,10 @@ public:
     /// @throws Failure, which names who keeps it, unless the medium is not mounted any more.
     void unmount();
 
+    /// Unmounts what nobody else sees without the library, which looks at all disks before: that may take seconds.
+    /// @return whether it is not mounted any more.
+    bool takeAway() const;
+
     /// @throws Failure, which names who it is, where somebody still has the partition mounted or keeps it otherwise.
     void requireFree() const { openExclusively(_partition, _devices); }
 

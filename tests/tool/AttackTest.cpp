@@ -67,6 +67,23 @@ TEST_F(AttackTest, ATemporaryFolderThatBecomesALinkIsNotWrittenThrough)
     EXPECT_NE(fs::perms::none, fs::status(folder + "/back/large").permissions() & fs::perms::others_read);
 }
 
+// Whoever owns the target may put a folder of root's there that he can't empty himself.
+TEST_F(AttackTest, AFolderThatTakesThePlaceOfTheTemporaryOneIsNotEmptied)
+{
+    const lab::EmulatedDrive drive = add();
+    ASSERT_TRUE(ended(run("put " + drive.genericNode + " " + file("small", 7)), 0));
+    file("back/precious/kept", 7);
+    lab::SteppedProgram get;
+    get.start("ANNOUNCED=mkdirat LD_PRELOAD=$LD_PRELOAD:'" KRMO_STAND_IN "' exec '" KRMO_TOOL "' get " +
+              drive.genericNode + " small --to " + folder + "/back");
+    get.runBehind("mkdirat", 1);
+    const fs::path staging = onlyOne(folder + "/back", ".krmo-incomplete.");
+    fs::rename(staging, folder + "/back/away");
+    fs::rename(folder + "/back/precious", staging);
+    EXPECT_TRUE(ended(finish(get), 1, "was exchanged for another one"));
+    EXPECT_TRUE(fs::exists(staging / "kept"));
+}
+
 TEST_F(AttackTest, ASourceThatChangesMeanwhileIsNotCalledCopied)
 {
     file("other", 30'000'000);

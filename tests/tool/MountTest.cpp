@@ -44,6 +44,16 @@ struct MountTest : ToolTest {
         lab::runCommand({"mount", "-t", "vfat", drive.partitionNode(1), directoryOf(drive)});
     }
 
+    static constexpr int fat16Identifier = 39; ///< its offset
+
+    static void exchangeIdentifier(const lab::EmulatedDrive& drive, int offset)
+    {
+        const std::string sector = "dd if=" + drive.blockNode + " skip=2048 count=1";
+        lab::overwriteSectors(drive.blockNode, 2048, 1,
+                              sector + " | head -c " + std::to_string(offset) + "; printf else; " + sector +
+                                  " | tail -c +" + std::to_string(offset + 5));
+    }
+
     static void append(const std::string& path) { EXPECT_TRUE(std::ofstream(path, std::ios::app) << "x") << path; }
 
     lab::SteppedProgram& tool = put;
@@ -118,7 +128,7 @@ TEST_F(MountTest, AHostThatHasMountedCanWriteAndNotUnmount)
         SCOPED_TRACE(shared ? "shared root" : "private root");
         setRootShared(shared);
         hostMounts(drive);
-        tool.start("LD_PRELOAD='" KRMO_ANNOUNCED_CALLS "'\":$LD_PRELOAD\" exec '" KRMO_TOOL "' ls " +
+        tool.start("ANNOUNCED=fstatfs LD_PRELOAD=$LD_PRELOAD:'" KRMO_STAND_IN "' exec '" KRMO_TOOL "' ls " +
                    drive.genericNode);
         tool.runBehind("fstatfs", 1);
         EXPECT_EQ(-1, umount(directory.c_str()));
@@ -190,20 +200,41 @@ TEST_F(MountTest, AMediumThatWasExchangedUnderAMountIsNotWrittenTo)
 {
     const lab::EmulatedDrive drive = add();
     const std::string put = "put --force " + drive.genericNode + " " + file("some", 9);
-    for (const auto& [bits, identifier] : {std::make_pair("16", 39), std::make_pair("32", 67)}) {
+    for (const auto& [bits, identifier] : {std::make_pair("16", fat16Identifier), std::make_pair("32", 67)}) {
         SCOPED_TRACE(bits);
         lab::runCommand({"mkfs.vfat", "-F", bits, drive.partitionNode(1)});
         ASSERT_TRUE(ended(run("mount " + drive.genericNode), 0));
         EXPECT_TRUE(ended(run(put), 0));
-        const std::string sector = "dd if=" + drive.blockNode + " skip=2048 count=1";
-        lab::overwriteSectors(drive.blockNode, 2048, 1,
-                              sector + " | head -c " + std::to_string(identifier) + "; printf else; " + sector +
-                                  " | tail -c +" + std::to_string(identifier + 5));
+        exchangeIdentifier(drive, identifier);
         fs::remove(directoryOf(drive) + "/some");
         EXPECT_TRUE(ended(run(put), 1, "another medium is in the drive"));
         EXPECT_TRUE(fs::is_empty(directoryOf(drive)));
         unmountAll();
     }
+}
+
+// To remove what was begun is to write, too.
+TEST_F(MountTest, AMediumThatIsExchangedMeanwhileIsLeftAsItIs)
+{
+    const lab::EmulatedDrive drive = add();
+    file("large", 30'000'000);
+    for (const bool isHosts : {true, false}) {
+        SCOPED_TRACE(isHosts ? "a host's mount" : "a mount of its own");
+        lab::runCommand({"mkfs.vfat", "-F", "16", drive.partitionNode(1)});
+        if (isHosts)
+            hostMounts(drive);
+        tool.start("exec '" KRMO_TOOL "' put --verbose --no-verify " + drive.genericNode + " " + folder + "/large");
+        tool.runBehind("KRScsiMODiskDrive::writeFile()", 6);
+        exchangeIdentifier(drive, fat16Identifier);
+        EXPECT_TRUE(ended(finish(tool), 1, "could not be removed: another medium is in the drive"));
+        unmountAll();
+        EXPECT_EQ(".krmo-incomplete .krmo-incomplete/large", namesOn(drive));
+    }
+    hostMounts(drive);
+    tool.start("exec '" KRMO_TOOL "' put --verbose --force " + drive.genericNode + " " + folder + "/large");
+    tool.runBehind("KRScsiMODiskDrive::writeFile()", 6);
+    drives.unplug(drive);
+    EXPECT_TRUE(ended(finish(tool), 1, "could not be removed: " + drive.partitionNode(1) + ": No such file"));
 }
 
 TEST_F(MountTest, EverySignalThatCanBeCaughtLeavesNothingBehind)

@@ -93,6 +93,19 @@ TEST_F(ToolTest, NoNameLeadsToTheDataOfAnother)
     EXPECT_TRUE(fs::is_empty(folder + "/back"));
 }
 
+TEST_F(ToolTest, APathLeadsWhereTheKernelFindsIt)
+{
+    const lab::EmulatedDrive drive = add();
+    file("f", 5);
+    file("other/f", 7);
+    fs::create_directories(folder + "/other/inner");
+    fs::create_directory_symlink("other/inner", folder + "/link");
+    EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + folder + "/link/../f"), 0, "put 1 files, 7 bytes"));
+    EXPECT_TRUE(ended(run("get " + drive.genericNode + " f --to " + folder + "/link/.."), 2, "is there already"));
+    EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + folder + "/link/.. --to up"), 0, "put 1 files, 7 bytes"));
+    EXPECT_EQ("f up up/other up/other/f up/other/inner", namesOn(drive));
+}
+
 TEST_F(ToolTest, AFileThatAppearsMeanwhileStays)
 {
     const lab::EmulatedDrive drive = add();
@@ -163,7 +176,9 @@ TEST_F(ToolTest, WhatIsLeftAndStaysIsMarkedAndInNobodysWay)
     const std::string left = directoryOf(drive) + "/.krmo-incomplete";
     fs::create_directory(left);
     lab::runCommand({"mount", "-t", "tmpfs", "none", left});
-    EXPECT_TRUE(ended(run("put " + drive.genericNode + " " + file("small", 5)), 0, "is not used: "));
+    const std::string said = run("put " + drive.genericNode + " " + file("small", 5)).said;
+    EXPECT_NE(std::string::npos, said.find("is not used: ")) << said;
+    EXPECT_EQ(said.find("is not used: "), said.rfind("is not used: ")) << said;
     lab::runCommand({"umount", left});
     EXPECT_TRUE(ended(run("ls " + drive.genericNode), 0, ".krmo-incomplete/  (incomplete)"));
     for (const char* const name : {".krmo-incomplete", "KRMO-I~1/x"})
