@@ -85,7 +85,8 @@ EmulatedDrive EmulatedDrives::plugIn(const EmulatedDrive& drive)
 
 std::string EmulatedDrives::plugInCommand(const EmulatedDrive& drive, const std::string& node)
 {
-    return "lab-drive plug-in " + drive.address + "; until [ -b " + node + " ]; do sleep 0.01; done";
+    // By its path: krmo looks for programs in the system's folders alone.
+    return "/usr/local/bin/lab-drive plug-in " + drive.address + " && until [ -b " + node + " ]; do sleep 0.01; done";
 }
 
 void EmulatedDrives::pressButton(const EmulatedDrive& drive)
