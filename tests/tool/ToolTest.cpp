@@ -5,6 +5,8 @@
 #include <fstream>
 #include <random>
 
+#include "lab/support/Process.h"
+
 namespace fs = std::filesystem;
 
 ToolResult run(const std::string& arguments, const std::string& before)
@@ -37,6 +39,14 @@ lab::EmulatedDrive ToolTest::add(lab::DriveDescription description)
 {
     description.megabytes = 200;
     return drives.add(description);
+}
+
+void ToolTest::letOthersRunTheTool()
+{
+    lab::runCommand({"sh", "-c",
+                     "file=$0; chmod go+r \"${file%/*}\"/libkr*.so.?; "
+                     "while [ \"$file\" ]; do chmod go+rx \"$file\"; file=${file%/*}; done",
+                     KRMO_TOOL});
 }
 
 std::string ToolTest::directoryOf(const lab::EmulatedDrive& drive)

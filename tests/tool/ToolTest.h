@@ -25,6 +25,9 @@ struct ToolTest : LabTest {
 
     lab::EmulatedDrive add(lab::DriveDescription description = {});
 
+    /// Whoever built the tool may have closed the folders above it to others, and to a root without its privileges.
+    static void letOthersRunTheTool();
+
     /// The mount directory of a drive's first partition.
     static std::string directoryOf(const lab::EmulatedDrive& drive);
 

@@ -143,6 +143,7 @@ TEST_F(ToolTest, AllObstaclesAreToldBeforeAnythingIsWritten)
     fs::create_symlink("good", folder + "/tree/link");
     lab::runCommand({"mkfifo", folder + "/tree/fifo"});
     fs::permissions(file("tree/closed", 1), fs::perms::none);
+    letOthersRunTheTool();
     const std::string asOthers = "setpriv --bounding-set=-dac_override,-dac_read_search";
     const ToolResult put = run("put " + drive.genericNode + " " + folder + "/tree " + folder + "/none", asOthers);
     for (const char* const said : {"7 obstacles, and nothing was written", "have the same name on FAT", "holds ?",
